@@ -1,0 +1,216 @@
+#include "ConfigNode.h"
+
+#include <algorithm>
+#include <functional>
+
+#include <cctype>
+#include <cstdio>
+#include <cstdlib>
+
+namespace {
+
+constexpr const char *kTypeAttribute = "type";
+constexpr const char *kStringType = "string";
+constexpr const char *kBoolType = "bool";
+constexpr const char *kIntType = "int";
+
+std::string LowerCase(const char *text)
+{
+    std::string lower = text;
+    for (char &character : lower) {
+        character = static_cast<char>(std::tolower(static_cast<unsigned char>(character)));
+    }
+    return lower;
+}
+
+void SetNodeText(mxml_node_t *element, const char *text)
+{
+    if (element == nullptr) {
+        return;
+    }
+    if (mxmlGetOpaque(element) != nullptr) {
+        mxmlSetOpaque(element, text);
+    } else {
+        mxmlNewOpaque(element, text);
+    }
+}
+
+// The element's text, or null when it has none or its "type" is present and another one.
+const char *TextOfType(mxml_node_t *element, const char *type)
+{
+    const char *const elementType = mxmlElementGetAttr(element, kTypeAttribute);
+    if (elementType != nullptr && std::string(elementType) != type) {
+        return nullptr;
+    }
+    return mxmlGetOpaque(element);
+}
+
+void SetTyped(mxml_node_t *element, const char *type, const char *text)
+{
+    mxmlElementSetAttr(element, kTypeAttribute, type);
+    SetNodeText(element, text);
+}
+
+}  // namespace
+
+ConfigNode::ConfigNode(mxml_node_t *element) : elements(1, element) {}
+
+void ConfigNode::AddNode(mxml_node_t *element)
+{
+    elements.push_back(element);
+}
+
+int ConfigNode::Size() const
+{
+    return static_cast<int>(elements.size());
+}
+
+ConfigNode ConfigNode::operator[](int i) const
+{
+    if (i < 0 || i >= Size()) {
+        return ConfigNode();
+    }
+    return ConfigNode(elements[static_cast<size_t>(i)]);
+}
+
+ConfigNode ConfigNode::Get(const std::string &name) const
+{
+    ConfigNode found;
+    mxml_node_t *const element = Element();
+    for (mxml_node_t *child = mxmlGetFirstChild(element); child != nullptr;
+         child = mxmlWalkNext(child, element, MXML_NO_DESCEND)) {
+        const char *const childName = mxmlGetElement(child);
+        if (childName != nullptr && name == childName) {
+            found.AddNode(child);
+        }
+    }
+    // Callers take the element with the lowest address first; a document that was just loaded is mostly in order.
+    if (!std::is_sorted(found.elements.begin(), found.elements.end(), std::less<>())) {
+        std::sort(found.elements.begin(), found.elements.end(), std::less<>());
+    }
+    return found;
+}
+
+ConfigNode ConfigNode::WithAttr(const std::string &attribute, const std::string &value) const
+{
+    ConfigNode found;
+    for (mxml_node_t *element : elements) {
+        const char *const elementValue = mxmlElementGetAttr(element, attribute.c_str());
+        if (elementValue != nullptr && value == elementValue) {
+            found.AddNode(element);
+        }
+    }
+    return found;
+}
+
+ConfigNode ConfigNode::Create(const std::string &name)
+{
+    if (elements.empty()) {
+        return ConfigNode();
+    }
+    return ConfigNode(mxmlNewElement(Element(), name.c_str()));
+}
+
+void ConfigNode::Delete()
+{
+    if (elements.empty()) {
+        return;
+    }
+    MymxmlDelete(Element());
+    elements.erase(elements.begin());
+}
+
+std::string ConfigNode::GetAttr(const std::string &name) const
+{
+    const char *const value = mxmlElementGetAttr(Element(), name.c_str());
+    return value == nullptr ? "" : value;
+}
+
+void ConfigNode::SetAttr(const std::string &name, const std::string &value)
+{
+    mxmlElementSetAttr(Element(), name.c_str(), value.c_str());
+}
+
+std::string ConfigNode::GetString() const
+{
+    const char *const text = mxmlGetOpaque(Element());
+    return text == nullptr ? "" : text;
+}
+
+bool ConfigNode::GetBool() const
+{
+    const char *const text = mxmlGetOpaque(Element());
+    return text != nullptr && LowerCase(text) == "true";
+}
+
+int ConfigNode::GetInt() const
+{
+    const char *const text = mxmlGetOpaque(Element());
+    return text == nullptr ? 0 : std::stoi(text);
+}
+
+int ConfigNode::GetString(std::string &out) const
+{
+    const char *const text = TextOfType(Element(), kStringType);
+    if (text == nullptr) {
+        return -1;
+    }
+    out = text;
+    return 0;
+}
+
+int ConfigNode::GetBool(bool &out) const
+{
+    const char *const text = TextOfType(Element(), kBoolType);
+    if (text == nullptr) {
+        return -1;
+    }
+    const std::string lower = LowerCase(text);
+    if (lower != "true" && lower != "false") {
+        return -1;
+    }
+    out = lower == "true";
+    return 0;
+}
+
+int ConfigNode::GetInt(int &out) const
+{
+    const char *const text = TextOfType(Element(), kIntType);
+    if (text == nullptr) {
+        return -1;
+    }
+    // Deliberately unchecked: whatever strtol makes of the text is the value.
+    out = static_cast<int>(std::strtol(text, nullptr, 10));
+    return 0;
+}
+
+void ConfigNode::SetString(const std::string &value)
+{
+    SetTyped(Element(), kStringType, value.c_str());
+}
+
+void ConfigNode::SetBool(bool value)
+{
+    SetTyped(Element(), kBoolType, value ? "true" : "false");
+}
+
+void ConfigNode::SetInt(int value)
+{
+    char text[16];
+    std::snprintf(text, sizeof text, "%d", value);
+    SetTyped(Element(), kIntType, text);
+}
+
+void MymxmlDelete(mxml_node_t *element)
+{
+    mxml_node_t *node = element;
+    while (node != nullptr) {
+        if (mxml_node_t *const child = mxmlGetFirstChild(node)) {
+            node = child;
+            continue;
+        }
+        mxml_node_t *const parent = node == element ? nullptr : mxmlGetParent(node);
+        mxmlDelete(node);
+        node = parent;
+    }
+}

@@ -1,0 +1,7 @@
+// Linkage of what libzef_config.so offers. Everything else in the library is hidden.
+#ifndef ZEF_CONFIG_ZEF_CONFIG_API_H
+#define ZEF_CONFIG_ZEF_CONFIG_API_H
+
+#define ZEF_CONFIG_API __attribute__((visibility("default")))
+
+#endif
