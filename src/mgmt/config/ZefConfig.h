@@ -1,0 +1,59 @@
+// Entry points of the configuration library: its life, and what a running client asks it.
+//
+// A service process calls ZefConfigInit once, ZefConfigStart once, and ZefConfigFinish when it stops, one after the
+// other from one control thread; nothing guards against another order. The queries may be called from any thread between
+// Start and Finish, but not beside a change of the storage registry, which has no lock.
+//
+// Results are 0 for success and -1 for failure. Nothing catches exceptions: std::bad_alloc reaches the caller.
+#ifndef ZEF_CONFIG_ZEF_CONFIG_H
+#define ZEF_CONFIG_ZEF_CONFIG_H
+
+#include "ZefConfigApi.h"
+
+#include <cstdint>
+
+extern "C" {
+
+// Reads the configuration file, takes the client's UUID from it, initialises key management, and hands the UUID to the
+// gateway, client-information and Hib components. What it started itself is undone on failure; the UUID stays taken.
+ZEF_CONFIG_API int32_t ZefConfigInit();
+
+// Reads the configuration file again, registers its storage object and begins to connect it, publishes the
+// deduplication and compression switches, and starts the periodic key updates. When the storage object is refused the
+// registry is emptied and the task pool cleared; a failure after that leaves storage object and tasks in place.
+ZEF_CONFIG_API int32_t ZefConfigStart();
+
+// Empties the registry, clears the task pool and finishes key management. Harmless in any state. The caller makes sure
+// that no task runs on the pool's worker meanwhile.
+ZEF_CONFIG_API void ZefConfigFinish();
+
+// Trace points: this build has none. Init always returns 0, Exit does nothing.
+ZEF_CONFIG_API int32_t ZefConfigInitTracePoint();
+ZEF_CONFIG_API void ZefConfigExitTracePoint();
+
+// Copies the client's UUID (36 characters and a terminating zero) into a buffer of `size` bytes. -1 when there is no
+// UUID yet, with the buffer untouched, or when it does not fit; the buffer then holds what strcpy_s leaves.
+ZEF_CONFIG_API int32_t ZefConfigGetUuid(char *buffer, uint32_t size);
+
+// Copies the client's end of its links into a buffer of `size` bytes: the initiator's WWN when the first storage object
+// is reached over Fibre Channel, otherwise the local IP address. -1 when there is none or it does not fit.
+ZEF_CONFIG_API int32_t ZefConfigGetLocalAddr(char *buffer, uint32_t size);
+}
+
+// The two answers of ZefConfigGetLocalAddr, asked for directly.
+// Local address of the first pair of the first storage object; the next object's when that does not fit the buffer.
+ZEF_CONFIG_API int32_t ZefConfigGetIP(char *buffer, uint32_t size);
+// Initiator WWN of the gateway's first Fibre Channel link whose text fits the buffer.
+ZEF_CONFIG_API int32_t ZefConfigGetFcIniWwn(char *buffer, uint32_t size);
+
+// Hands the UUID held to the client-information and Hib components, in this order. ZefConfigInit does it.
+ZEF_CONFIG_API int32_t ZefConfigSetUuid();
+
+// Starts the periodic updates of root key and master key. ZefConfigStart does it.
+ZEF_CONFIG_API int32_t ZefWoxUpdateTask();
+
+// Setter for a trace point's control path: stores `text`, an unsigned decimal number cut to 32 bits. Does nothing when
+// `value` is null; `text` must not be.
+ZEF_CONFIG_API void ZefCtrlTpSetInt32Value(const char *text, int32_t *value);
+
+#endif
