@@ -1,0 +1,33 @@
+// The calls of the C library that tests drive or make fail. They are redirected when the test program is linked
+// (--wrap), for the library's objects as for everything else in it; unless a test says otherwise they do the real thing.
+#ifndef ZEF_TESTS_SUPPORT_FAKE_SYSTEM_H
+#define ZEF_TESTS_SUPPORT_FAKE_SYSTEM_H
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include <ctime>
+
+class FakeSystem {
+public:
+    static FakeSystem &Get();
+    void Reset() { *this = FakeSystem(); }
+
+    // Wall clock in seconds, and the pauses asked for; each pause moves the clock.
+    time_t wallClock = 1000000;
+    std::vector<unsigned int> sleeps;
+
+    // Non-zero: the next such call fails with this errno. A failing close closes all the same, as the real one does.
+    int mallocErrno = 0;
+    int fsyncErrno = 0;
+    int fcloseErrno = 0;
+    int chmodErrno = 0;
+    int renameErrno = 0;
+    int fdopenErrno = 0;
+
+    // Called in front of each rename, with both paths: to look at the temporary file before it goes.
+    std::function<void(const std::string &from, const std::string &to)> onRename;
+};
+
+#endif
