@@ -1,0 +1,46 @@
+// The point that every task of every pool of the process passes before it begins and after it has ended.
+#ifndef ZEF_THREADPOOL_TASK_GATE_H
+#define ZEF_THREADPOOL_TASK_GATE_H
+
+#include <atomic>
+#include <condition_variable>
+#include <mutex>
+
+namespace zef {
+
+// Counts running tasks and pauses, and keeps the two apart. Self-synchronised; no other lock is taken under its own.
+class TaskGate {
+public:
+    // The gate of the process. Constructed on first use and never destroyed: pools may be static objects of libraries.
+    static TaskGate &Get();
+
+    // Worker: waits until no pause is held or waited for, then counts a task as running. False, and nothing is counted,
+    // once `accepting` is clear: the pool has stopped.
+    bool Enter(const std::atomic<bool> &accepting);
+
+    // Worker: the task has ended.
+    void Leave();
+
+    // Looks again at what Enter waits for. To be called after a pool has cleared its flag.
+    void Recheck();
+
+    // Keeps tasks from beginning, and waits until none is running. Pauses add up.
+    void Pause();
+
+    // Takes one pause back.
+    void Resume();
+
+    // True on a worker between Enter and Leave.
+    static bool IsInsideTask();
+
+private:
+    std::mutex mutex;
+    std::condition_variable changed;  // no task is running, no pause is left, or a pool has stopped
+    // Guarded by mutex
+    unsigned runningTasks = 0;
+    unsigned pauses = 0;  // held and waited for
+};
+
+}  // namespace zef
+
+#endif

@@ -1,0 +1,216 @@
+// The hosting side of the task pool. Linked into hosts, never into the library.
+//
+// The library constructs its pool while it is loaded, before the program's own static objects exist, and destroys it when
+// they may be gone already. So nothing here depends on them: the state of this file is constant-initialised, and the gate
+// that tasks pass through is constructed on first use and never destroyed.
+//
+// Locks: the pool's mutex and the gate's are never held together, and neither is held while a task runs or is destroyed.
+#include "ThreadPool.h"
+
+#include "TaskGate.h"
+
+#include <chrono>
+#include <functional>
+#include <optional>
+
+#include <cstdio>
+#include <ctime>
+
+#include <pthread.h>
+#include <signal.h>
+
+namespace {
+
+using zef::TaskGate;
+
+// Keeps the sum with the clock far from overflow, whatever delay a task was committed with.
+constexpr int64_t kLongestWaitMs = 60 * 60 * 1000;
+
+// The pool that the calling thread works for.
+thread_local const ThreadPool *ownPool = nullptr;
+
+// Blocks the signals that are sent to a process for the life of the object; threads created meanwhile inherit that. So
+// the host's threads alone decide who handles them, although the workers exist before main does.
+class ProcessSignalsBlocked {
+public:
+    ProcessSignalsBlocked()
+    {
+        sigset_t blocked;
+        sigfillset(&blocked);
+        for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGABRT, SIGSYS}) {
+            sigdelset(&blocked, fault);
+        }
+        pthread_sigmask(SIG_BLOCK, &blocked, &before);
+    }
+
+    ~ProcessSignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before, nullptr); }
+    ProcessSignalsBlocked(const ProcessSignalsBlocked &) = delete;
+    ProcessSignalsBlocked &operator=(const ProcessSignalsBlocked &) = delete;
+
+private:
+    sigset_t before;
+};
+
+void NameThisThread(unsigned number)
+{
+    char name[16];  // what the kernel keeps, terminator included
+    std::snprintf(name, sizeof(name), "zef-pool-%u", number);
+    pthread_setname_np(pthread_self(), name);
+}
+
+int64_t NowMs()
+{
+    return static_cast<int64_t>(ThreadPool::TimeGetPowerOnMs());
+}
+
+bool IsTopDue(const ThreadPool &pool)
+{
+    return !pool.tasks.empty() && std::get<0>(pool.tasks.front()) <= NowMs();
+}
+
+// Waits for the next thing that may make a task due: a commit, the stop, or the due time of the earliest task.
+void WaitForChange(ThreadPool &pool, std::unique_lock<std::mutex> &lock)
+{
+    if (pool.tasks.empty()) {
+        pool.wakeUp.wait(lock);
+        return;
+    }
+    const int64_t untilMs = std::min(std::get<0>(pool.tasks.front()), NowMs() + kLongestWaitMs);
+    // The steady clock is the one that TimeGetPowerOnMs reads.
+    pool.wakeUp.wait_until(lock, std::chrono::steady_clock::time_point(std::chrono::milliseconds(untilMs)));
+}
+
+// Returns when the earliest task is due: true. False when the pool has stopped.
+bool WaitForDueTask(ThreadPool &pool)
+{
+    std::unique_lock<std::mutex> lock(pool.mutex);
+    while (pool.running && !IsTopDue(pool)) {
+        WaitForChange(pool, lock);
+    }
+    return pool.running;
+}
+
+// Nothing when another worker was faster, or the pool has stopped. The worker that takes a task no longer watches the due
+// time of the next one; another that is idle, and may have looked before that one was committed, takes this over.
+std::optional<ThreadPool::Task> TakeDueTask(ThreadPool &pool)
+{
+    const std::lock_guard<std::mutex> lock(pool.mutex);
+    if (!pool.running || !IsTopDue(pool)) {
+        return std::nullopt;
+    }
+    std::pop_heap(pool.tasks.begin(), pool.tasks.end(), ThreadPool::cmp());
+    std::optional<ThreadPool::Task> task(std::move(pool.tasks.back()));
+    pool.tasks.pop_back();
+    if (!pool.tasks.empty()) {
+        pool.wakeUp.notify_one();
+    }
+    return task;
+}
+
+// An exception of the committed function stays in its future. The task, with all that its arguments hold, is destroyed on
+// return.
+void RunDueTask(ThreadPool &pool)
+{
+    const std::optional<ThreadPool::Task> task = TakeDueTask(pool);
+    if (task.has_value()) {
+        std::get<2>(*task)();
+    }
+}
+
+// A worker passes the gate before it takes a task, so that a task committed during a pause can still come first.
+void Work(ThreadPool &pool, unsigned number)
+{
+    ownPool = &pool;
+    NameThisThread(number);
+    while (WaitForDueTask(pool) && TaskGate::Get().Enter(pool.running)) {
+        RunDueTask(pool);
+        TaskGate::Get().Leave();
+    }
+}
+
+void StartWorkers(ThreadPool &pool, unsigned count)
+{
+    const ProcessSignalsBlocked blocked;
+    pool.workers.reserve(count);
+    for (unsigned number = 0; number < count; ++number) {
+        pool.workers.emplace_back(Work, std::ref(pool), number);
+    }
+}
+
+// Takes a worker out of its place in the list, which keeps its length: commit looks at that without the mutex.
+std::thread TakeWorker(ThreadPool &pool)
+{
+    const std::lock_guard<std::mutex> lock(pool.mutex);
+    for (std::thread &worker : pool.workers) {
+        if (worker.joinable()) {
+            return std::move(worker);
+        }
+    }
+    return std::thread();
+}
+
+void StopAndDrop(ThreadPool &pool)
+{
+    std::vector<ThreadPool::Task> dropped;
+    {
+        const std::lock_guard<std::mutex> lock(pool.mutex);
+        pool.running = false;
+        dropped.swap(pool.tasks);
+    }
+    pool.wakeUp.notify_all();
+    TaskGate::Get().Recheck();
+}
+
+// A worker cannot wait for its own end.
+void JoinOrDetach(std::thread worker)
+{
+    if (worker.get_id() == std::this_thread::get_id()) {
+        worker.detach();
+    } else {
+        worker.join();
+    }
+}
+
+void EndWorkers(ThreadPool &pool)
+{
+    for (std::thread worker = TakeWorker(pool); worker.joinable(); worker = TakeWorker(pool)) {
+        JoinOrDetach(std::move(worker));
+    }
+}
+
+}  // namespace
+
+ThreadPool::ThreadPool(unsigned char workerCount) : running(true)
+{
+    try {
+        StartWorkers(*this, workerCount);
+    } catch (...) {
+        // The workers that did start use this object.
+        Clear();
+        throw;
+    }
+}
+
+// A task that ends the process destroys the pool on its own worker, which is then left to end with the process.
+ThreadPool::~ThreadPool()
+{
+    StopAndDrop(*this);
+    EndWorkers(*this);
+}
+
+// On one of its own workers, Clear cannot wait for the task that calls it, nor for another that may be calling it too: the
+// workers then end by themselves and are joined by the next Clear from outside, or by the destructor.
+void ThreadPool::Clear()
+{
+    StopAndDrop(*this);
+    if (ownPool != this) {
+        EndWorkers(*this);
+    }
+}
+
+uint64_t ThreadPool::TimeGetPowerOnMs()
+{
+    timespec now = {};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<uint64_t>(now.tv_sec) * 1000 + static_cast<uint64_t>(now.tv_nsec) / 1000000;
+}
