@@ -1,0 +1,61 @@
+// One key file on the disk.
+#ifndef ZEF_CLIENT_KEYS_KEY_FILE_H
+#define ZEF_CLIENT_KEYS_KEY_FILE_H
+
+#include "keys/KeyRing.h"
+#include "keys/SecretBuffer.h"
+
+#include <optional>
+#include <string>
+
+#include <cstdint>
+
+namespace zef {
+
+// Reads and replaces the file as a whole. Keeps no descriptor between calls.
+class KeyFile {
+public:
+    enum class State {
+        Valid,
+        Absent,
+        Damaged,  // writing over it loses nothing
+        Refused,  // it may hold keys, but is not what this program may use: others' access, owner, kind, domain, version
+    };
+
+    struct Contents {
+        State state = State::Absent;
+        std::string reason;           // why it is not valid, with the path: "/a/b.dat is missing"
+        std::optional<KeyRing> ring;  // set for Valid, as are the bytes
+        SecretBuffer bytes;
+    };
+
+    explicit KeyFile(std::string path);
+
+    // Accepts a regular file that belongs to the effective user or to root and grants nothing to anybody else; does not
+    // follow a symbolic link. Throws KeyError when the directory is missing or others can write to it.
+    Contents Read(uint32_t domain) const;
+
+    // Replaces the file so that after a crash at any moment it holds either the old bytes or the new ones; on return
+    // the new ones are on the disk. Throws KeyError; the file is then unchanged, save that after a failure to sync
+    // the directory it may hold the new bytes.
+    void Write(const SecretBuffer &bytes) const;
+
+    // Takes away what a write left behind that was cut off by a crash: it holds keys.
+    void RemoveLeftover() const;
+
+    // Creates the directory with mode 0700 when it is missing. Its parent has to exist.
+    void CreateDirectory() const;
+
+    const std::string &GetPath() const { return path; }
+    const std::string &GetDirectory() const { return directory; }
+
+private:
+    std::string path;
+    std::string directory;
+    std::string name;
+    std::string temporaryName;
+};
+
+}  // namespace zef
+
+#endif

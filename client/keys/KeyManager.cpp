@@ -1,0 +1,194 @@
+#include "keys/KeyManager.h"
+
+#include "keys/KeyError.h"
+#include "log/Log.h"
+
+#include <exception>
+#include <utility>
+
+namespace zef {
+
+namespace {
+
+constexpr const char *kComponent = "keys";
+// For another process that is writing; it needs milliseconds.
+constexpr std::chrono::seconds kLoadPatience(10);
+// Short, since stopping waits for it; the next check comes by itself.
+constexpr std::chrono::seconds kRenewalPatience(1);
+
+void WarnAll(const std::vector<std::string> &warnings)
+{
+    for (const std::string &warning : warnings) {
+        LogWarn(kComponent, "{}", warning);
+    }
+}
+
+// A creation time in the future (the clock was wrong once) is no age at all.
+bool IsDue(int64_t created, const std::optional<int64_t> &limit, int64_t now)
+{
+    return limit.has_value() && now >= *limit && created <= now - *limit;
+}
+
+}  // namespace
+
+KeyManager::KeyManager(KeyClock &keyClock)
+    : clock(keyClock), periodicUpdate(keyClock, [this](const KeyAgeLimits &limits) { Renew(limits); })
+{
+}
+
+int32_t KeyManager::Init(uint32_t domain, const std::string &primaryPath, const std::string &standbyPath)
+{
+    (void)Finish();
+    try {
+        Load(domain, primaryPath, standbyPath);
+        return 0;
+    } catch (const std::exception &error) {
+        LogError(kComponent, "the keys cannot be loaded: {}", error.what());
+        store.reset();
+        return -1;
+    }
+}
+
+void KeyManager::Load(uint32_t domain, const std::string &primaryPath, const std::string &standbyPath)
+{
+    store.emplace(primaryPath, standbyPath);
+    const KeyStoreLock lock = store->Lock(kLoadPatience);
+    KeyStore::Loaded loaded = store->Load(lock, domain);
+    WarnAll(loaded.warnings);
+    if (!loaded.ring->IsLocked()) {
+        LogWarn(kComponent, "the keys cannot be locked in memory and may be swapped to disk: raise the limit for locked "
+                            "memory (RLIMIT_MEMLOCK)");
+    }
+    LogInfo(kComponent, "keys of domain {} loaded, {} of them for passwords", domain,
+            loaded.ring->GetMasterKeys().size());
+    SetRing(std::move(loaded.ring));
+}
+
+int32_t KeyManager::Finish()
+{
+    periodicUpdate.Stop();
+    SetRing(nullptr);
+    store.reset();
+    return 0;
+}
+
+std::string KeyManager::Decrypt(uint32_t domain, const std::string &cipherText) const
+{
+    const std::shared_ptr<const KeyRing> current = Ring();
+    if (current == nullptr) {
+        LogError(kComponent, "a password cannot be decrypted: no keys are loaded");
+        return "";
+    }
+    try {
+        return current->Open(domain, cipherText);
+    } catch (const std::exception &error) {
+        LogError(kComponent, "a password cannot be decrypted: {}", error.what());
+        return "";
+    }
+}
+
+int32_t KeyManager::UpdateRootKey(uint32_t maxAgeDays, uint32_t checkHours)
+{
+    return Schedule(PeriodicKeyUpdate::Kind::Root, maxAgeDays, checkHours);
+}
+
+int32_t KeyManager::UpdateMasterKey(uint32_t domain, uint32_t maxAgeDays, uint32_t checkHours)
+{
+    const std::shared_ptr<const KeyRing> current = Ring();
+    if (current != nullptr && current->GetHead().domain != domain) {
+        LogError(kComponent, "the master keys of domain {} cannot be renewed: the keys are those of domain {}", domain,
+                 current->GetHead().domain);
+        return -1;
+    }
+    return Schedule(PeriodicKeyUpdate::Kind::Master, maxAgeDays, checkHours);
+}
+
+int32_t KeyManager::Schedule(PeriodicKeyUpdate::Kind kind, uint32_t maxAgeDays, uint32_t checkHours)
+{
+    const char *const name = kind == PeriodicKeyUpdate::Kind::Root ? "root" : "master";
+    if (!store.has_value()) {
+        LogError(kComponent, "the {} key cannot be renewed: no keys are loaded", name);
+        return -1;
+    }
+    try {
+        periodicUpdate.Schedule(kind, maxAgeDays, checkHours);
+    } catch (const std::exception &error) {
+        LogError(kComponent, "the {} key cannot be renewed: {}", name, error.what());
+        return -1;
+    }
+    LogInfo(kComponent, "the {} key is renewed after {} days, checked every {} hours (0: never)", name, maxAgeDays,
+            checkHours);
+    return 0;
+}
+
+void KeyManager::Renew(const KeyAgeLimits &limits)
+{
+    try {
+        RenewUnderLock(limits);
+    } catch (const std::exception &error) {
+        LogError(kComponent, "the keys cannot be checked or renewed, the present ones stay in force: {}", error.what());
+    }
+}
+
+// Goes by what is in the files, not in memory: another process may have renewed the keys in the meantime.
+void KeyManager::RenewUnderLock(const KeyAgeLimits &limits)
+{
+    const KeyStoreLock lock = store->Lock(kRenewalPatience);
+    std::shared_ptr<const KeyRing> current = Refresh(lock);
+    const int64_t now = clock.NowSeconds();
+    if (IsDue(current->GetHead().rootCreated, limits.root, now)) {
+        Save(lock, std::make_shared<const KeyRing>(current->WithNewRootKey(now)));
+        LogInfo(kComponent, "the root key was renewed");
+        current = Ring();
+    }
+    if (IsDue(current->GetMasterKeys().back().created, limits.master, now)) {
+        Save(lock, std::make_shared<const KeyRing>(current->WithNewMasterKey(now)));
+        LogInfo(kComponent, "a new master key was added, {} are held", Ring()->GetMasterKeys().size());
+    }
+}
+
+// Takes over the keys of the files. When the files have been lost, or replaced by older ones, they are written again
+// from memory; keys of another origin are left alone.
+std::shared_ptr<const KeyRing> KeyManager::Refresh(const KeyStoreLock &lock)
+{
+    const std::shared_ptr<const KeyRing> held = Ring();
+    try {
+        KeyStore::Loaded loaded = store->Load(lock, held->GetHead().domain);
+        WarnAll(loaded.warnings);
+        if (loaded.ring->CanReplace(*held)) {
+            SetRing(std::move(loaded.ring));
+        } else if (held->CanReplace(*loaded.ring)) {
+            LogWarn(kComponent, "the key files are older than the keys in memory, which are written to them again");
+            Save(lock, held);
+        } else {
+            throw KeyError("the key files hold other keys than those in use; restart to use them");
+        }
+    } catch (const NoKeysError &error) {
+        Save(lock, held);
+        LogWarn(kComponent, "{} - for now, both files were written again from the keys in memory", error.what());
+    }
+    return Ring();
+}
+
+void KeyManager::Save(const KeyStoreLock &lock, std::shared_ptr<const KeyRing> newRing)
+{
+    WarnAll(store->Save(lock, *newRing));
+    SetRing(std::move(newRing));
+}
+
+std::shared_ptr<const KeyRing> KeyManager::Ring() const
+{
+    const std::lock_guard<std::mutex> lock(ringMutex);
+    return ring;
+}
+
+// The old ring is wiped outside the lock, and not before the last decryption that uses it has ended.
+void KeyManager::SetRing(std::shared_ptr<const KeyRing> newRing)
+{
+    {
+        const std::lock_guard<std::mutex> lock(ringMutex);
+        ring.swap(newRing);
+    }
+}
+
+}  // namespace zef

@@ -1,0 +1,69 @@
+// Key management of a process: holds the keys, opens passwords, renews keys that have become too old.
+#ifndef ZEF_CLIENT_KEYS_KEY_MANAGER_H
+#define ZEF_CLIENT_KEYS_KEY_MANAGER_H
+
+#include "keys/KeyClock.h"
+#include "keys/KeyRing.h"
+#include "keys/KeyStore.h"
+#include "keys/PeriodicKeyUpdate.h"
+
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <cstdint>
+
+namespace zef {
+
+// Decrypt may be called from any thread at any time. The other methods are called from one thread at a time. Failures
+// are logged here, without a word of cipher or plain text; the methods throw nothing.
+class KeyManager {
+public:
+    explicit KeyManager(KeyClock &clock);
+
+    KeyManager(const KeyManager &) = delete;
+    KeyManager &operator=(const KeyManager &) = delete;
+
+    // Loads the keys and repairs the key files where one needs it. 0, or -1; no keys are held then. What an earlier Init
+    // loaded or scheduled is dropped first.
+    int32_t Init(uint32_t domain, const std::string &primaryPath, const std::string &standbyPath);
+
+    // Ends the periodic updates and forgets all keys. The memory of the keys is wiped on return, or when the last
+    // decryption that was under way ends. Always 0.
+    int32_t Finish();
+
+    // The plain text, which the caller wipes, or "".
+    std::string Decrypt(uint32_t domain, const std::string &cipherText) const;
+
+    // Start the periodic renewal: a first check at once on the background thread, then one every `checkHours`; a key is
+    // renewed when it is `maxAgeDays` old. 0 of either: never (which ends a renewal that was started before). 0, or -1
+    // without Init, for another domain, or without a thread.
+    int32_t UpdateRootKey(uint32_t maxAgeDays, uint32_t checkHours);
+    int32_t UpdateMasterKey(uint32_t domain, uint32_t maxAgeDays, uint32_t checkHours);
+
+private:
+    void Load(uint32_t domain, const std::string &primaryPath, const std::string &standbyPath);
+    int32_t Schedule(PeriodicKeyUpdate::Kind kind, uint32_t maxAgeDays, uint32_t checkHours);
+    void Renew(const KeyAgeLimits &limits);
+    void RenewUnderLock(const KeyAgeLimits &limits);
+    std::shared_ptr<const KeyRing> Refresh(const KeyStoreLock &lock);
+    void Save(const KeyStoreLock &lock, std::shared_ptr<const KeyRing> newRing);
+
+    std::shared_ptr<const KeyRing> Ring() const;
+    void SetRing(std::shared_ptr<const KeyRing> newRing);
+
+    KeyClock &clock;
+
+    std::optional<KeyStore> store;  // changes only while the background thread does not run
+
+    mutable std::mutex ringMutex;
+    std::shared_ptr<const KeyRing> ring;  // guarded by ringMutex; what it points to never changes
+
+    PeriodicKeyUpdate periodicUpdate;  // the last member: its thread ends before anything that it uses
+};
+
+}  // namespace zef
+
+#endif

@@ -1,0 +1,104 @@
+#include "keys/PeriodicKeyUpdate.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace zef {
+
+namespace {
+
+constexpr int64_t kSecondsPerDay = 24 * 60 * 60;
+// Keeps the sums of the waiting below every limit of the clocks.
+constexpr std::chrono::hours kLongestInterval(365 * 24);
+
+}  // namespace
+
+PeriodicKeyUpdate::PeriodicKeyUpdate(KeyClock &keyClock, std::function<void(const KeyAgeLimits &)> checkKeys)
+    : clock(keyClock), check(std::move(checkKeys))
+{
+}
+
+PeriodicKeyUpdate::~PeriodicKeyUpdate()
+{
+    Stop();
+}
+
+void PeriodicKeyUpdate::Schedule(Kind kind, uint32_t maxAgeDays, uint32_t checkHours)
+{
+    const std::optional<Setting> setting = MakeSetting(maxAgeDays, checkHours);
+    {
+        const std::lock_guard<std::mutex> lock(mutex);
+        (kind == Kind::Root ? root : master) = setting;
+        checkNow = checkNow || setting.has_value();
+    }
+    if (setting.has_value() && !worker.joinable()) {
+        worker = std::thread(&PeriodicKeyUpdate::Run, this);
+    }
+    wakeUp.notify_one();
+}
+
+void PeriodicKeyUpdate::Stop()
+{
+    {
+        const std::lock_guard<std::mutex> lock(mutex);
+        stopping = true;
+    }
+    wakeUp.notify_one();
+    if (worker.joinable()) {
+        worker.join();
+    }
+    // No other thread is left that could look.
+    root.reset();
+    master.reset();
+    checkNow = false;
+    stopping = false;
+}
+
+std::optional<PeriodicKeyUpdate::Setting> PeriodicKeyUpdate::MakeSetting(uint32_t maxAgeDays, uint32_t checkHours)
+{
+    if (maxAgeDays == 0 || checkHours == 0) {
+        return std::nullopt;
+    }
+    return Setting{maxAgeDays * kSecondsPerDay, std::min(std::chrono::hours(checkHours), kLongestInterval)};
+}
+
+void PeriodicKeyUpdate::Run()
+{
+    std::unique_lock<std::mutex> lock(mutex);
+    while (!stopping) {
+        CheckOnce(lock);
+        clock.WaitFor(lock, wakeUp, Interval(), [this] { return checkNow || stopping; });
+    }
+}
+
+// Without the lock, so that a schedule or a stop never waits for the disk longer than it has to.
+void PeriodicKeyUpdate::CheckOnce(std::unique_lock<std::mutex> &lock)
+{
+    checkNow = false;
+    const KeyAgeLimits limits = Limits();
+    if (limits.root.has_value() || limits.master.has_value()) {
+        lock.unlock();
+        check(limits);
+        lock.lock();
+    }
+}
+
+KeyAgeLimits PeriodicKeyUpdate::Limits() const
+{
+    KeyAgeLimits limits;
+    if (root.has_value()) {
+        limits.root = root->maxAgeSeconds;
+    }
+    if (master.has_value()) {
+        limits.master = master->maxAgeSeconds;
+    }
+    return limits;
+}
+
+std::chrono::hours PeriodicKeyUpdate::Interval() const
+{
+    return std::min(root.has_value() ? root->interval : kLongestInterval,
+                    master.has_value() ? master->interval : kLongestInterval);
+}
+
+}  // namespace zef

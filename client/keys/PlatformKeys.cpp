@@ -1,0 +1,51 @@
+#include "keys/KeyManager.h"
+#include "keys/SystemKeyClock.h"
+#include "log/NeverDestroyed.h"
+
+#include <zef_config/platform/KeyManagement.h>
+
+namespace {
+
+// A clock and the keys that go by it.
+struct ProcessKeys {
+    zef::SystemKeyClock clock;
+    zef::KeyManager manager{clock};
+};
+
+// The gateway may ask for a password until the process is gone, after the program's own objects.
+zef::KeyManager &Keys()
+{
+    static zef::NeverDestroyed<ProcessKeys> keys;
+    return keys.Get().manager;
+}
+
+}  // namespace
+
+namespace WoxUtil {
+
+int32_t Init(uint32_t domain, const std::string &primaryFile, const std::string &standbyFile)
+{
+    return Keys().Init(domain, primaryFile, standbyFile);
+}
+
+int32_t Finish()
+{
+    return Keys().Finish();
+}
+
+std::string WoxDecryptData(uint32_t domain, const std::string &cipherText)
+{
+    return Keys().Decrypt(domain, cipherText);
+}
+
+int32_t WoxPeriodUpdateRootKey(uint32_t rootKeySetting, uint32_t sharedSetting)
+{
+    return Keys().UpdateRootKey(rootKeySetting, sharedSetting);
+}
+
+int32_t WoxPeriodUpdateMasterKey(uint32_t domain, uint32_t masterKeySetting, uint32_t sharedSetting)
+{
+    return Keys().UpdateMasterKey(domain, masterKeySetting, sharedSetting);
+}
+
+}  // namespace WoxUtil
