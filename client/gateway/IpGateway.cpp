@@ -1,0 +1,264 @@
+#include "gateway/IpGateway.h"
+
+#include "gateway_fc/FibreChannelLinks.h"
+#include "log/Log.h"
+
+#include <algorithm>
+#include <utility>
+
+#include <arpa/inet.h>
+
+#include <cctype>
+#include <cstdlib>
+#include <cstring>
+
+#include <unistd.h>
+
+namespace zef {
+
+namespace {
+
+constexpr char kInitiatorPrefix[] = "iqn.2026-11.example.zef:";
+constexpr char kSettingsPrefix[] = "LIBISCSI_";
+constexpr std::chrono::seconds kMargin{1};  // for the gateway's thread to report a deadline that has passed
+
+constexpr int64_t kStatusUp = 0;
+constexpr int64_t kStatusNotYet = 1;
+constexpr int64_t kStatusFailed = 2;
+
+bool IsAddress(const char *text)
+{
+    in_addr address{};
+    return text != nullptr && inet_pton(AF_INET, text, &address) == 1;
+}
+
+const char *TextOf(const char *text)
+{
+    return text == nullptr ? "(none)" : text;
+}
+
+bool IsTrying(LinkPhase phase)
+{
+    return phase == LinkPhase::Connecting || phase == LinkPhase::LoggingIn || phase == LinkPhase::ReadingWwn;
+}
+
+int64_t StatusOf(LinkPhase phase)
+{
+    switch (phase) {
+    case LinkPhase::Up:
+        return kStatusUp;
+    case LinkPhase::Failed:
+    case LinkPhase::Closed:
+        return kStatusFailed;
+    default:
+        return kStatusNotYet;
+    }
+}
+
+std::vector<std::string> LibiscsiSettings()
+{
+    std::vector<std::string> names;
+    for (char **variable = environ; variable != nullptr && *variable != nullptr; ++variable) {
+        if (std::strncmp(*variable, kSettingsPrefix, sizeof kSettingsPrefix - 1) == 0) {
+            names.emplace_back(*variable, std::strcspn(*variable, "="));
+        }
+    }
+    return names;
+}
+
+void RemoveLibiscsiSettings()
+{
+    for (const std::string &name : LibiscsiSettings()) {
+        LogWarn("gateway", "environment variable {} is not used", name);
+        unsetenv(name.c_str());
+    }
+}
+
+std::string LowerCase(std::string text)
+{
+    std::transform(text.begin(), text.end(), text.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    return text;
+}
+
+}  // namespace
+
+IpGateway &IpGateway::Instance()
+{
+    static IpGateway instance;
+    return instance;
+}
+
+IpGateway::~IpGateway()
+{
+    Close();
+}
+
+void IpGateway::Start(const GatewayOptions &newOptions, LinkListener listener)
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    if (state == State::Running) {
+        return;
+    }
+    RemoveLibiscsiSettings();
+    loop = std::make_shared<IscsiLoop>(newOptions, std::move(listener), table);
+    options = newOptions;
+    state = State::Running;
+}
+
+void IpGateway::Close()
+{
+    std::shared_ptr<IscsiLoop> ending;
+    {
+        const std::lock_guard<std::mutex> lock(mutex);
+        state = State::Closed;
+        ending = std::move(loop);
+    }
+    if (ending != nullptr) {
+        ending->Stop();
+        table.Clear();
+    }
+}
+
+int IpGateway::CreateLink(const OrnLinkRequest &request)
+{
+    const std::shared_ptr<IscsiLoop> running = RunningLoop();
+    if (running == nullptr) {
+        LogInfo("gateway", "link {} -> {} refused: the gateway does not run", TextOf(request.localAddr),
+                TextOf(request.storageAddr));
+        return -1;
+    }
+    const std::string cause = BringUp(request, *running);
+    if (cause.empty()) {
+        return 0;
+    }
+    LogWarn("gateway", "link {} -> {} is not up: {}{}", TextOf(request.localAddr), TextOf(request.storageAddr), cause,
+            RunningLoop() == nullptr ? "" : "; the library tries again in 2 s");
+    return -1;
+}
+
+// Empty when the link is up, else why it is not.
+std::string IpGateway::BringUp(const OrnLinkRequest &request, IscsiLoop &running)
+{
+    if (!IsAddress(request.localAddr) || !IsAddress(request.storageAddr)) {
+        return "not a pair of IPv4 addresses";
+    }
+    IscsiLoop::ConnectCommand command;
+    command.initiator = Initiator();
+    if (command.initiator.empty()) {
+        return "the client's UUID is not known, so it has no initiator name";
+    }
+    const LinkTable::Entry entry = table.Join(request.localAddr, request.storageAddr);
+    if (entry.state.phase == LinkPhase::Up) {
+        return "";
+    }
+    command.pair = {entry.id, request.localAddr, request.storageAddr, request.credentialCb};
+    if (!IsTrying(entry.state.phase)) {
+        command.credential =
+            Credential::Ask(request.credentialCb, command.pair.local, command.pair.array, command.cause);
+    }
+    const auto ticket = std::make_shared<LoginTicket>();
+    command.ticket = ticket;
+    const auto deadline = std::chrono::steady_clock::now() + LongestLogin();
+    running.Post(std::move(command));
+    return ticket->Wait(deadline, "no outcome in time");
+}
+
+std::chrono::milliseconds IpGateway::LongestLogin() const
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    return options.loginDeadline + options.wwnDeadline + kMargin;
+}
+
+int IpGateway::DeleteLink(const std::string &local, const std::string &array)
+{
+    const std::optional<uint64_t> id = table.Remove(local, array);
+    const std::shared_ptr<IscsiLoop> running = RunningLoop();
+    if (!id) {
+        return -1;
+    }
+    LogInfo("gateway", "link {} -> {} is deleted", local, array);
+    if (running != nullptr) {
+        running->Post(IscsiLoop::DeleteCommand{*id});
+    }
+    return 0;
+}
+
+int IpGateway::LinkInfo(const std::string &local, const std::string &array, OrnLinkInfo &info) const
+{
+    const std::optional<LinkState> found = table.Find(local, array);
+    if (!found) {
+        return -1;
+    }
+    info = OrnLinkInfo{};
+    info.wwn = found->wwn;
+    info.status = StatusOf(found->phase);
+    return 0;
+}
+
+int IpGateway::FibreChannelLinks(OrnLinkInfo *records, uint32_t count, uint32_t *countOut) const
+{
+    if (records == nullptr || countOut == nullptr) {
+        return -1;
+    }
+    std::vector<OrnLinkInfo> found;
+    std::string sysfsRoot;
+    bool isClosed = false;
+    {
+        const std::lock_guard<std::mutex> lock(mutex);
+        isClosed = state == State::Closed;
+        sysfsRoot = options.sysfsRoot;
+    }
+    if (isClosed) {
+        found.push_back({kNoWwn, kStatusUp, 0, ""});
+    } else {
+        found = ReadFibreChannelLinks(sysfsRoot);
+    }
+    *countOut = static_cast<uint32_t>(std::min<size_t>(found.size(), count));
+    std::copy_n(found.begin(), *countOut, records);
+    return 0;
+}
+
+int IpGateway::SetClientUuid(const std::string &uuid)
+{
+    if (uuid.empty()) {
+        return -1;
+    }
+    const std::lock_guard<std::mutex> lock(mutex);
+    clientUuid = uuid;
+    LogInfo("gateway", "client UUID is {}", uuid);
+    return 0;
+}
+
+int IpGateway::RegisterCredential(OrnCredentialCb callback, int32_t kind, const std::string &name)
+{
+    if (callback == nullptr) {
+        return -1;
+    }
+    const std::lock_guard<std::mutex> lock(mutex);
+    registeredCredential = callback;
+    LogInfo("gateway", "credential callback {} of kind {} is registered", name, kind);
+    return 0;
+}
+
+std::vector<LinkState> IpGateway::Links() const
+{
+    return table.All();
+}
+
+std::shared_ptr<IscsiLoop> IpGateway::RunningLoop() const
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    return loop;
+}
+
+std::string IpGateway::Initiator() const
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    if (!options.initiatorName.empty()) {
+        return options.initiatorName;
+    }
+    return clientUuid.empty() ? "" : kInitiatorPrefix + LowerCase(clientUuid);
+}
+
+}  // namespace zef

@@ -1,0 +1,88 @@
+// The gateway: keeps the links to the array up, answers what the library asks about them, and shows people their state.
+#ifndef ZEF_CLIENT_GATEWAY_IP_GATEWAY_H
+#define ZEF_CLIENT_GATEWAY_IP_GATEWAY_H
+
+#include "gateway/GatewayOptions.h"
+#include "gateway/IscsiLoop.h"
+#include "gateway/LinkState.h"
+#include "gateway/LinkTable.h"
+
+#include <zef_config/platform/Gateway.h>
+
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include <cstdint>
+
+namespace zef {
+
+// The platform's gateway functions work on Instance(). Start it before the library is started and Close it before the
+// library is finished. All functions may be called from any thread, Start and Close from one thread at a time and not from
+// a listener. Functions with an int result return 0 on success and -1 otherwise.
+class IpGateway {
+public:
+    static IpGateway &Instance();
+
+    IpGateway() = default;
+
+    // As Close.
+    ~IpGateway();
+
+    IpGateway(const IpGateway &) = delete;
+    IpGateway &operator=(const IpGateway &) = delete;
+
+    // Starts the gateway's threads; every LIBISCSI_ variable is removed from the environment before, because libiscsi would
+    // take settings and passwords from there. So call it while the process has no other threads that use the environment.
+    // listener may be empty. Throws std::system_error when the kernel refuses what is needed; does nothing when started.
+    void Start(const GatewayOptions &options, LinkListener listener);
+
+    // Ends all links and the gateway's threads. Every CreateLink that waits returns -1 at once, as do all later calls; the
+    // query of Fibre Channel links gives one record that is up and has no WWN from now on, so that a poll for a link that is
+    // up ends. Takes the logout deadline at most, and then as long as the task that runs on the pool, if a credential is
+    // just being waited for. No task may wait for the caller meanwhile: so do not hold a TaskPause here.
+    void Close();
+
+    // Brings a link up, on the thread of the caller, who waits for it: at most for the login and the WWN deadline. Asks for
+    // the credential unless the link is up or being logged in. Logs why a link is not up.
+    int CreateLink(const OrnLinkRequest &request);
+
+    // Forgets the link at once and ends it soon. -1 when there is none.
+    int DeleteLink(const std::string &local, const std::string &array);
+
+    // Fills WWN and status: 0 up, 1 not usable yet, 2 failed. -1 and an untouched record when there is no such link.
+    int LinkInfo(const std::string &local, const std::string &array, OrnLinkInfo &info) const;
+
+    // As OrnGetAllLinkInfoByEngine.
+    int FibreChannelLinks(OrnLinkInfo *records, uint32_t count, uint32_t *countOut) const;
+
+    // Keeps the UUID, which names the client to arrays unless the options do.
+    int SetClientUuid(const std::string &uuid);
+
+    // Keeps the callback. Fibre Channel logins are the adapter's, so nothing asks it yet.
+    int RegisterCredential(OrnCredentialCb callback, int32_t kind, const std::string &name);
+
+    std::vector<LinkState> Links() const;
+
+private:
+    enum class State { Idle, Running, Closed };
+
+    std::shared_ptr<IscsiLoop> RunningLoop() const;
+    std::string Initiator() const;
+    std::chrono::milliseconds LongestLogin() const;
+    std::string BringUp(const OrnLinkRequest &request, IscsiLoop &loop);
+
+    LinkTable table;
+
+    mutable std::mutex mutex;  // guards what follows
+    State state = State::Idle;
+    GatewayOptions options;
+    std::string clientUuid;
+    OrnCredentialCb registeredCredential = nullptr;
+    std::shared_ptr<IscsiLoop> loop;  // shared with the calls that wait in it
+};
+
+}  // namespace zef
+
+#endif

@@ -1,0 +1,61 @@
+// Finds out from which local addresses an array can be reached.
+#ifndef ZEF_CLIENT_IPUTIL_ADDRESS_PROBE_H
+#define ZEF_CLIENT_IPUTIL_ADDRESS_PROBE_H
+
+#include "gateway/FileDescriptor.h"
+
+#include <chrono>
+#include <set>
+#include <string>
+#include <vector>
+
+#include <cstddef>
+#include <cstdint>
+
+#include <poll.h>
+
+namespace zef {
+
+// Opens a TCP connection from every candidate at the same time, and closes it in the ordinary way once it stands: to an
+// array this is a client that left before it logged in, which it takes more lightly than a reset. Used by one thread, once.
+class AddressProbe {
+public:
+    // At most this many candidates are tried; the rest is left out with a message.
+    static constexpr size_t kMostSockets = 128;
+
+    // arrayAddress: IPv4 address in dotted form. stopDescriptor: descriptor that ends the probe as soon as it can be read; -1 for none.
+    AddressProbe(const std::string &arrayAddress, uint16_t arrayPort, std::chrono::milliseconds timeLimit,
+                 int stopDescriptor);
+
+    // Returns those of the candidates, IPv4 addresses in dotted form, that connected within the deadline; nothing when
+    // the probe was stopped.
+    std::set<std::string> Reachable(const std::vector<std::string> &candidates);
+
+private:
+    using TimePoint = std::chrono::steady_clock::time_point;
+
+    struct Attempt {
+        std::string local;
+        FileDescriptor socket;
+    };
+
+    void Begin(const std::string &local);
+    bool WaitForAnswers(TimePoint end);
+    std::vector<pollfd> Descriptors() const;
+    void TakeAnswers(const std::vector<pollfd> &polled);
+    void Note(const Attempt &attempt, int error);
+
+    const std::string array;
+    const uint16_t port;
+    const std::chrono::milliseconds deadline;
+    const int stop;
+    std::vector<Attempt> attempts;  // still without an answer
+    std::set<std::string> reached;
+};
+
+// The IPv4 addresses of all interfaces that are up, each once, in the system's order.
+std::vector<std::string> LocalAddresses();
+
+}  // namespace zef
+
+#endif

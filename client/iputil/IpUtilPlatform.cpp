@@ -1,0 +1,27 @@
+// The platform's address helpers.
+#include "iputil/AddressProbe.h"
+#include "iputil/IpUtilSettings.h"
+#include "log/Log.h"
+
+#include <zef_config/platform/IpUtil.h>
+
+#include <arpa/inet.h>
+
+bool IpUtil::IsIpV4Valid(const std::string &ip)
+{
+    in_addr address{};
+    // A zero byte would end the text for inet_pton, and whatever follows would pass unseen.
+    return ip.find('\0') == std::string::npos && inet_pton(AF_INET, ip.c_str(), &address) == 1;
+}
+
+std::set<std::string> IpUtil::GetHostIpsCanConnect(const std::string &ip)
+{
+    if (!IsIpV4Valid(ip)) {
+        zef::LogError("iputil", "'{}' is not an IPv4 address", ip);
+        return {};
+    }
+    const zef::IpUtilSettings &settings = zef::IpUtilSettings::Instance();
+    const zef::IpUtilOptions options = settings.Options();
+    return zef::AddressProbe(ip, options.port, options.deadline, settings.StopDescriptor())
+        .Reachable(zef::LocalAddresses());
+}

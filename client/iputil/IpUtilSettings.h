@@ -1,0 +1,49 @@
+// How local addresses are tried, and a way to end a try that is under way.
+#ifndef ZEF_CLIENT_IPUTIL_IP_UTIL_SETTINGS_H
+#define ZEF_CLIENT_IPUTIL_IP_UTIL_SETTINGS_H
+
+#include "gateway/FileDescriptor.h"
+
+#include <chrono>
+#include <mutex>
+
+#include <cstdint>
+
+namespace zef {
+
+struct IpUtilOptions {
+    uint16_t port = 3260;                      // the array's
+    std::chrono::milliseconds deadline{1000};  // for all connections of one try together
+};
+
+// Process-wide, because the functions of IpUtil have no object. May be used from any thread.
+class IpUtilSettings {
+public:
+    static IpUtilSettings &Instance();
+
+    IpUtilSettings(const IpUtilSettings &) = delete;
+    IpUtilSettings &operator=(const IpUtilSettings &) = delete;
+
+    // Sets the options and takes an earlier StopProbing back. To be called before the library is started.
+    void Configure(const IpUtilOptions &options);
+
+    IpUtilOptions Options() const;
+
+    // Ends tries that are under way at once, and all later ones as they begin; they then find no address.
+    void StopProbing();
+
+    // Can be read from StopProbing on. Lives as long as the process.
+    int StopDescriptor() const { return stop.Get(); }
+
+private:
+    IpUtilSettings();
+
+    const FileDescriptor stop;  // an eventfd
+
+    mutable std::mutex mutex;  // guards what follows
+    IpUtilOptions options;
+};
+
+}  // namespace zef
+
+#endif
