@@ -6,29 +6,41 @@ set(ZEF_SANITIZE "" CACHE STRING "Sanitizers to build with, as -fsanitize= takes
 option(ZEF_COVERAGE "Count lines and branches that run" OFF)
 option(ZEF_WERROR "Treat warnings as errors" ON)
 
+# Without optimisation FORTIFY, which every build but Debug asks for, only gives a warning.
+if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+  set(CMAKE_BUILD_TYPE RelWithDebInfo CACHE STRING "Kind of build" FORCE)
+endif()
+
 # Pins template statics in memory unless told otherwise, which would keep the library from being unloaded.
 check_cxx_compiler_flag(-fno-gnu-unique ZEF_HAVE_NO_GNU_UNIQUE)
 
+# zef_build_options is for what users run. Tests take zef_test_options: they run once, so compiling them fast counts more.
+add_library(zef_common_options INTERFACE)
 add_library(zef_build_options INTERFACE)
-target_compile_features(zef_build_options INTERFACE cxx_std_17)
-target_compile_options(zef_build_options INTERFACE
+target_link_libraries(zef_build_options INTERFACE zef_common_options)
+add_library(zef_test_options INTERFACE)
+target_link_libraries(zef_test_options INTERFACE zef_common_options)
+target_compile_options(zef_test_options INTERFACE -O0)
+
+target_compile_features(zef_common_options INTERFACE cxx_std_17)
+target_compile_options(zef_common_options INTERFACE
   -Wall -Wextra -Wpedantic -Wconversion -Wshadow
   $<$<BOOL:${ZEF_WERROR}>:-Werror>
-  -fvisibility=hidden -fvisibility-inlines-hidden
+  -fvisibility=hidden $<$<COMPILE_LANGUAGE:CXX>:-fvisibility-inlines-hidden>
   -fstack-protector-strong
-  $<$<BOOL:${ZEF_HAVE_NO_GNU_UNIQUE}>:-fno-gnu-unique>
+  $<$<AND:$<BOOL:${ZEF_HAVE_NO_GNU_UNIQUE}>,$<COMPILE_LANGUAGE:CXX>>:-fno-gnu-unique>
   # File names in binaries are relative to the repository, so that two builds in two places are alike.
   -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=
   -ffile-prefix-map=${PROJECT_BINARY_DIR}=build)
-target_link_options(zef_build_options INTERFACE -Wl,-z,relro -Wl,-z,now -Wl,--as-needed)
+target_link_options(zef_common_options INTERFACE -Wl,-z,relro -Wl,-z,now -Wl,--as-needed)
 
 if(ZEF_SANITIZE)
-  target_compile_options(zef_build_options INTERFACE
+  target_compile_options(zef_common_options INTERFACE
     -fsanitize=${ZEF_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
-  target_link_options(zef_build_options INTERFACE -fsanitize=${ZEF_SANITIZE})
+  target_link_options(zef_common_options INTERFACE -fsanitize=${ZEF_SANITIZE})
 elseif(ZEF_COVERAGE)
-  target_compile_options(zef_build_options INTERFACE --coverage)
-  target_link_options(zef_build_options INTERFACE --coverage)
+  target_compile_options(zef_common_options INTERFACE --coverage)
+  target_link_options(zef_common_options INTERFACE --coverage)
 else()
   # Needs optimisation, and would hide errors from a sanitizer.
   target_compile_options(zef_build_options INTERFACE

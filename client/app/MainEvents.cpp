@@ -1,0 +1,80 @@
+#include "app/MainEvents.h"
+
+#include <array>
+#include <atomic>
+#include <system_error>
+
+#include <cerrno>
+#include <csignal>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace zef {
+
+namespace {
+
+// A pipe, since writing to one is among the few things that a signal handler may do.
+std::atomic<int> readEnd{-1};
+std::atomic<int> writeEnd{-1};
+
+constexpr std::array<int, 4> kSignals = {SIGINT, SIGTERM, SIGUSR1, SIGPIPE};
+std::array<struct sigaction, kSignals.size()> previousActions;
+
+void OnSignal(int signal)
+{
+    const int error = errno;
+    MainEvents::Post(signal == SIGUSR1 ? MainEvent::ShowTable : MainEvent::Stop);
+    errno = error;
+}
+
+void Handle(size_t index)
+{
+    struct sigaction action = {};
+    action.sa_handler = kSignals[index] == SIGPIPE ? SIG_IGN : OnSignal;
+    action.sa_flags = SA_RESTART;
+    sigfillset(&action.sa_mask);
+    sigaction(kSignals[index], &action, &previousActions[index]);
+}
+
+}  // namespace
+
+MainEvents::MainEvents()
+{
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) != 0) {
+        throw std::system_error(errno, std::generic_category(), "pipe");
+    }
+    fcntl(ends[1], F_SETFL, O_NONBLOCK);
+    readEnd = ends[0];
+    writeEnd = ends[1];
+    for (size_t i = 0; i < kSignals.size(); ++i) {
+        Handle(i);
+    }
+}
+
+MainEvents::~MainEvents()
+{
+    for (size_t i = 0; i < kSignals.size(); ++i) {
+        sigaction(kSignals[i], &previousActions[i], nullptr);
+    }
+    close(writeEnd.exchange(-1));
+    close(readEnd.exchange(-1));
+}
+
+MainEvent MainEvents::Wait()
+{
+    char event = static_cast<char>(MainEvent::Stop);
+    while (read(readEnd, &event, 1) < 0 && errno == EINTR) {
+    }
+    return static_cast<MainEvent>(event);
+}
+
+void MainEvents::Post(MainEvent event)
+{
+    const char byte = static_cast<char>(event);
+    const ssize_t written = write(writeEnd, &byte, 1);
+    (void)written;
+}
+
+}  // namespace zef

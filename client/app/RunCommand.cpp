@@ -1,0 +1,109 @@
+#include "app/RunCommand.h"
+
+#include "app/CommandLine.h"
+#include "app/ConfigDiagnosis.h"
+#include "app/MainEvents.h"
+#include "app/StatusPrinter.h"
+#include "app/StatusReport.h"
+
+#include "TaskPause.h"
+#include "gateway/IpGateway.h"
+#include "gateway_fc/FibreChannelLinks.h"
+#include "iputil/IpUtilSettings.h"
+#include "log/Log.h"
+
+#include <zef_config/ZefConfig.h>
+#include <zef_config/ZefStorageManager.h>
+
+#include <string>
+
+#include <unistd.h>
+
+namespace zef {
+
+namespace {
+
+constexpr const char *kComponent = "client";
+constexpr size_t kMaxAddressText = 512;
+
+// The library's own entry of the table: the first storage object, by copy.
+ZefStorage FirstStorage()
+{
+    const std::vector<ZefStorage> &storages = ZefStorageManager::GetStorageAll();
+    return storages.empty() ? ZefStorage() : storages.front();
+}
+
+using Query = int32_t (*)(char *buffer, uint32_t size);
+
+std::string Ask(Query query)
+{
+    char text[kMaxAddressText];
+    return query(text, sizeof text) == 0 ? text : "";
+}
+
+// Asks the library between two of its tasks, since its registry has no lock.
+ClientStatus TakeStatus()
+{
+    const TaskPause pause;
+    const ZefStorage storage = FirstStorage();
+    ClientStatus status;
+    status.uuid = Ask(ZefConfigGetUuid);
+    status.storageName = storage.GetName();
+    status.storageWwn = storage.GetWwn();
+    // Asked only once there is something to tell: the library reports a question that has no answer as an error.
+    if (storage.GetLinkType() == StorageLinkType::kFibreChannel || !storage.GetIpParis().empty()) {
+        status.localAddress = Ask(ZefConfigGetLocalAddr);
+    }
+    status.links = IpGateway::Instance().Links();
+    return status;
+}
+
+// Everything that would keep a task waiting ends first; only then does the library finish, with no task beside it.
+void StopClient()
+{
+    IpUtilSettings::Instance().StopProbing();
+    IpGateway::Instance().Close();
+    const TaskPause pause;
+    ZefConfigFinish();
+}
+
+int Refuse(const char *step, const std::string &diagnosis)
+{
+    if (diagnosis.empty()) {
+        LogError(kComponent, "the client does not {}; the messages above say why", step);
+    } else {
+        LogError(kComponent, "the client does not {}: {}", step, diagnosis);
+    }
+    return kExitFailed;
+}
+
+int StartAndServe(MainEvents &events, StatusPrinter &printer)
+{
+    if (ZefConfigInit() != 0) {
+        return Refuse("initialise", DiagnoseInit(kConfigFile));
+    }
+    if (ZefConfigStart() != 0) {
+        return Refuse("start", DiagnoseStart(kConfigFile));
+    }
+    while (events.Wait() == MainEvent::ShowTable) {
+        printer.ShowTable();
+    }
+    LogInfo(kComponent, "stopping");
+    return kExitDone;
+}
+
+}  // namespace
+
+int RunClient(const RunOptions &options)
+{
+    MainEvents events;
+    StatusPrinter printer(STDOUT_FILENO, TakeStatus);
+    IpUtilSettings::Instance().Configure({options.gateway.arrayPort, options.probeDeadline});
+    IpGateway::Instance().Start(options.gateway, [&printer](const LinkState &state) { printer.LinkChanged(state); });
+
+    const int status = StartAndServe(events, printer);
+    StopClient();
+    return status;
+}
+
+}  // namespace zef

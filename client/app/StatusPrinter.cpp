@@ -1,0 +1,98 @@
+#include "app/StatusPrinter.h"
+
+#include "gateway/QuietThread.h"
+
+#include <algorithm>
+#include <utility>
+
+#include <climits>
+
+#include <poll.h>
+#include <unistd.h>
+
+namespace zef {
+
+namespace {
+
+// A reader that takes nothing for so long is looked at again; while the client ends it is given up.
+constexpr int kWritePatienceMs = 100;
+
+}  // namespace
+
+StatusPrinter::StatusPrinter(int outputDescriptor, std::function<ClientStatus()> statusSource)
+    : descriptor(outputDescriptor), takeStatus(std::move(statusSource)), thread(StartQuietThread([this] { Run(); }))
+{
+}
+
+StatusPrinter::~StatusPrinter()
+{
+    {
+        const std::lock_guard<std::mutex> lock(mutex);
+        ending = true;
+    }
+    changed.notify_one();
+    thread.join();
+}
+
+void StatusPrinter::LinkChanged(const LinkState &state)
+{
+    Add(state);
+}
+
+void StatusPrinter::ShowTable()
+{
+    Add(std::nullopt);
+}
+
+void StatusPrinter::Add(Request request)
+{
+    {
+        const std::lock_guard<std::mutex> lock(mutex);
+        requests.push_back(std::move(request));
+    }
+    changed.notify_one();
+}
+
+void StatusPrinter::Run()
+{
+    std::unique_lock<std::mutex> lock(mutex);
+    while (true) {
+        changed.wait(lock, [this] { return ending || !requests.empty(); });
+        if (requests.empty()) {
+            return;
+        }
+        const Request request = std::move(requests.front());
+        requests.pop_front();
+        lock.unlock();
+        Write(request ? Describe(*request) + "\n" : FormatStatus(takeStatus()));
+        lock.lock();
+    }
+}
+
+void StatusPrinter::Write(const std::string &text)
+{
+    size_t done = 0;
+    while (done < text.size()) {
+        pollfd writable = {descriptor, POLLOUT, 0};
+        if (poll(&writable, 1, kWritePatienceMs) == 0) {
+            if (IsEnding()) {
+                return;
+            }
+            continue;
+        }
+        // A pipe that is writable takes this many bytes without blocking.
+        const ssize_t written = write(descriptor, text.data() + done, std::min<size_t>(text.size() - done, PIPE_BUF));
+        if (written < 0) {
+            return;  // nobody reads any more; that is no reason for a client to end
+        }
+        done += static_cast<size_t>(written);
+    }
+}
+
+bool StatusPrinter::IsEnding()
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    return ending;
+}
+
+}  // namespace zef

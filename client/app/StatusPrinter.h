@@ -1,0 +1,60 @@
+// Prints what becomes of the links while the client runs.
+#ifndef ZEF_CLIENT_APP_STATUS_PRINTER_H
+#define ZEF_CLIENT_APP_STATUS_PRINTER_H
+
+#include "app/StatusReport.h"
+#include "gateway/LinkState.h"
+
+#include <condition_variable>
+#include <deque>
+#include <functional>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+
+namespace zef {
+
+// Prints, in the order in which it was asked, on a thread of its own: a reader that stalls holds up neither a link nor the
+// main thread, and a table may wait for the moment between two tasks in which the registry can be read.
+class StatusPrinter {
+public:
+    // `takeStatus` is called on the printer's thread for each table, and may block. `descriptor` is where lines go; it
+    // stays the caller's.
+    StatusPrinter(int descriptor, std::function<ClientStatus()> takeStatus);
+
+    // Prints what was asked for until now, as far as the reader takes it, then ends.
+    ~StatusPrinter();
+
+    StatusPrinter(const StatusPrinter &) = delete;
+    StatusPrinter &operator=(const StatusPrinter &) = delete;
+
+    // One line for a change of a link's state. Any thread; never blocks.
+    void LinkChanged(const LinkState &state);
+
+    // The identity and a table of all links. Any thread; never blocks.
+    void ShowTable();
+
+private:
+    // What is to be printed: a link's change, or (without one) the table.
+    using Request = std::optional<LinkState>;
+
+    void Add(Request request);
+    void Run();
+    void Write(const std::string &text);
+    bool IsEnding();
+
+    const int descriptor;
+    const std::function<ClientStatus()> takeStatus;
+
+    std::mutex mutex;  // guards what follows
+    std::condition_variable changed;
+    std::deque<Request> requests;
+    bool ending = false;
+
+    std::thread thread;
+};
+
+}  // namespace zef
+
+#endif
