@@ -1,5 +1,8 @@
 #include "support/FakePlatform.h"
 
+#include "support/FakeSystem.h"
+#include "support/LockRecorder.h"
+
 #include <zef_config/platform/BoundsChecked.h>
 #include <zef_config/platform/ClientComponents.h>
 #include <zef_config/platform/IpUtil.h>
@@ -10,6 +13,7 @@
 
 #include <algorithm>
 #include <stdexcept>
+#include <utility>
 
 #include <cstdarg>
 #include <cstdio>
@@ -63,12 +67,16 @@ FakePlatform &FakePlatform::Get()
 void FakePlatform::Reset()
 {
     ThreadPool *const keptPool = pool;
+    const int keptWorkers = poolWorkers;
     *this = FakePlatform();
     pool = keptPool;
+    poolWorkers = keptWorkers;
     g_infra_log_lvl = 5;
     mapLevel = [](int level) { return level; };
     checkLevel = [](int, int) { return 0; };
     onJiffiesRead = [] {};
+    onPowerOnRead = [] {};
+    onPoolClear = [] {};
     onCreateLink = [](const OrnLinkRequest &) { return 0; };
     onDeleteLink = [](const std::string &, const std::string &) { return 0; };
     onLinkInfo = [](const std::string &, const std::string &, OrnLinkInfo &) { return -1; };
@@ -158,6 +166,7 @@ ThreadPool::ThreadPool(unsigned char workerCount) : running(true)
     platform.Record("ThreadPool(" + std::to_string(workerCount) + ")");
     workers.resize(workerCount);  // threads that never ran: commit only asks whether there are any
     platform.pool = this;
+    platform.poolWorkers = workerCount;
 }
 
 ThreadPool::~ThreadPool()
@@ -169,6 +178,7 @@ ThreadPool::~ThreadPool()
 void ThreadPool::Clear()
 {
     FakePlatform::Get().Record("ThreadPool::Clear()");
+    FakePlatform::Get().onPoolClear();
     running = false;
     tasks.clear();
     workers.clear();
@@ -176,6 +186,7 @@ void ThreadPool::Clear()
 
 uint64_t ThreadPool::TimeGetPowerOnMs()
 {
+    FakePlatform::Get().onPowerOnRead();
     return FakePlatform::Get().powerOnMs;
 }
 
@@ -194,7 +205,7 @@ void yrlog(int module, int level, const char *file, int line, const char *functi
     va_end(arguments);
     const size_t queuedTasks = platform.pool == nullptr ? 0 : platform.pool->tasks.size();
     platform.logs.push_back({module, level, Text(file), line, Text(function), reserved, Text(format), text,
-                             queuedTasks, platform.calls.size()});
+                             queuedTasks, platform.calls.size(), LockRecorder::Held()});
 }
 
 int yrlog_level_check(int module, int level)
@@ -244,7 +255,10 @@ int memset_s(void *dest, size_t destSize, int value, size_t count)
         return EINVAL;
     }
     if (value == 0) {
+        // Called from destructors, where the real one cannot run out of memory either.
+        const int newsUntilFailure = std::exchange(FakeSystem::newsUntilFailure, -1);
         FakePlatform::Get().wiped.emplace_back(static_cast<const char *>(dest), count);
+        FakeSystem::newsUntilFailure = newsUntilFailure;
     }
     std::memset(dest, value, count);
     return 0;

@@ -23,6 +23,7 @@ struct LogRecord {
     std::string text;         // the format with its arguments
     size_t queuedTasks;       // in the pool's queue when the message was written
     size_t callsBefore;       // length of `calls` when the message was written
+    int mutexesHeld;          // by the thread that wrote it
 };
 
 // One per process, reached through Get. Everything is plain data or a function to be replaced by the test. Not
@@ -50,6 +51,8 @@ public:
     uint64_t jiffies = 0;
     std::function<void()> onJiffiesRead;  // after each reading
     uint64_t powerOnMs = 0;
+    std::function<void()> onPowerOnRead;  // before each reading; commits read it while they hold the queue
+    std::function<void()> onPoolClear;    // before the pool is cleared
 
     // Gateway.
     std::function<int(const OrnLinkRequest &)> onCreateLink;
@@ -89,6 +92,8 @@ public:
     // What memset_s overwrote, as it was before, whenever it zeroed something.
     std::vector<std::string> wiped;
 
+    // The worker count that the library's pool was constructed with; kept by Reset.
+    int poolWorkers = 0;
     // The library's pool. Its tasks run only when the test says so, on the test's thread.
     ThreadPool &Pool();
     // Runs the task at the top if it is due; false when there is none.

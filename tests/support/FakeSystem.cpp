@@ -1,8 +1,11 @@
 #include "support/FakeSystem.h"
 
+#include <new>
+
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 #include <sys/stat.h>
 
@@ -19,7 +22,17 @@ bool MustFail(int &error)
     return true;
 }
 
+// Plain data: filled while static objects are being built.
+constexpr int kMaxStaticObjects = 1024;
+void *staticObjects[kMaxStaticObjects];
+int staticObjectCount = 0;
+
 }  // namespace
+
+std::vector<void *> FakeSystem::StaticObjects()
+{
+    return std::vector<void *>(staticObjects, staticObjects + staticObjectCount);
+}
 
 FakeSystem &FakeSystem::Get()
 {
@@ -35,6 +48,8 @@ int __real_fclose(FILE *file);
 int __real_chmod(const char *path, mode_t mode);
 int __real_rename(const char *from, const char *to);
 FILE *__real_fdopen(int descriptor, const char *mode);
+void *__real__Znwm(size_t size);
+int __real___cxa_atexit(void (*function)(void *), void *object, void *library);
 
 time_t __wrap_time(time_t *result)
 {
@@ -55,12 +70,39 @@ unsigned int __wrap_sleep(unsigned int seconds)
 
 void *__wrap_malloc(size_t size)
 {
-    return MustFail(FakeSystem::Get().mallocErrno) ? nullptr : __real_malloc(size);
+    if (MustFail(FakeSystem::Get().mallocErrno)) {
+        return nullptr;
+    }
+    void *const memory = __real_malloc(size);
+    // Whoever relies on fresh memory being zero shall notice.
+    return memory == nullptr ? nullptr : std::memset(memory, 0xA5, size);
+}
+
+// operator new.
+void *__wrap__Znwm(size_t size)
+{
+    int &left = FakeSystem::newsUntilFailure;
+    if (left >= 0 && left-- == 0) {
+        throw std::bad_alloc();
+    }
+    return __real__Znwm(size);
+}
+
+int __wrap___cxa_atexit(void (*function)(void *), void *object, void *library)
+{
+    if (staticObjectCount < kMaxStaticObjects) {
+        staticObjects[staticObjectCount++] = object;
+    }
+    return __real___cxa_atexit(function, object, library);
 }
 
 int __wrap_fsync(int descriptor)
 {
-    return MustFail(FakeSystem::Get().fsyncErrno) ? -1 : __real_fsync(descriptor);
+    FakeSystem &system = FakeSystem::Get();
+    if (system.onFsync) {
+        system.onFsync(descriptor);
+    }
+    return MustFail(system.fsyncErrno) ? -1 : __real_fsync(descriptor);
 }
 
 int __wrap_fclose(FILE *file)
@@ -71,7 +113,11 @@ int __wrap_fclose(FILE *file)
 
 int __wrap_chmod(const char *path, mode_t mode)
 {
-    return MustFail(FakeSystem::Get().chmodErrno) ? -1 : __real_chmod(path, mode);
+    FakeSystem &system = FakeSystem::Get();
+    if (system.onChmod) {
+        system.onChmod(path, mode);
+    }
+    return MustFail(system.chmodErrno) ? -1 : __real_chmod(path, mode);
 }
 
 int __wrap_rename(const char *from, const char *to)

@@ -9,10 +9,16 @@
 
 #include <ctime>
 
+#include <sys/types.h>
+
 class FakeSystem {
 public:
     static FakeSystem &Get();
-    void Reset() { *this = FakeSystem(); }
+    void Reset()
+    {
+        *this = FakeSystem();
+        newsUntilFailure = -1;
+    }
 
     // Wall clock in seconds, and the pauses asked for; each pause moves the clock.
     time_t wallClock = 1000000;
@@ -26,8 +32,17 @@ public:
     int renameErrno = 0;
     int fdopenErrno = 0;
 
-    // Called in front of each rename, with both paths: to look at the temporary file before it goes.
+    // Called in front of each such call: to look at the temporary file on its way.
+    std::function<void(int descriptor)> onFsync;
+    std::function<void(const std::string &path, mode_t mode)> onChmod;
     std::function<void(const std::string &from, const std::string &to)> onRename;
+
+    // Number of calls of operator new that succeed before the next one throws, once; -1: never. Counts what the library's
+    // and the test's own objects ask for.
+    inline static int newsUntilFailure = -1;
+
+    // The objects with static storage whose destructors were registered, in the order of their construction.
+    static std::vector<void *> StaticObjects();
 };
 
 #endif

@@ -4,6 +4,7 @@
 
 #include "support/FakePlatform.h"
 #include "support/FakeSystem.h"
+#include "support/LockRecorder.h"
 
 #include <zef_config/ZefStorageManager.h>
 
@@ -17,10 +18,11 @@ protected:
     {
         platform.Reset();
         system.Reset();
+        LockRecorder::Reset();
         ZefStorageManager::Clear();
         // Throttles of protocol messages live as long as the process: begin behind everything that earlier cases left.
         static uint64_t epoch = 0;
-        epoch += 1000000;
+        epoch += 100000000;
         platform.jiffies = epoch;
     }
 

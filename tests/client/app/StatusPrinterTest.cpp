@@ -1,0 +1,91 @@
+#include "app/StatusPrinter.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <memory>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace zef {
+namespace {
+
+LinkState Link(LinkPhase phase)
+{
+    LinkState link;
+    link.local = "10.0.0.1";
+    link.array = "10.0.0.9";
+    link.phase = phase;
+    return link;
+}
+
+class StatusPrinterTest : public ::testing::Test {
+protected:
+    StatusPrinterTest() { EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0); }
+
+    ~StatusPrinterTest() override
+    {
+        close(ends[0]);
+        close(ends[1]);
+    }
+
+    // What was printed, once the printer has ended.
+    std::string Printed()
+    {
+        close(ends[1]);
+        std::string text;
+        char buffer[4096];
+        ssize_t count = 0;
+        while ((count = read(ends[0], buffer, sizeof buffer)) > 0) {
+            text.append(buffer, static_cast<size_t>(count));
+        }
+        ends[1] = dup(ends[0]);
+        return text;
+    }
+
+    int ends[2];
+};
+
+TEST_F(StatusPrinterTest, PrintsChangesAndTablesInTheOrderOfTheRequests)
+{
+    ClientStatus status;
+    status.uuid = "the-uuid";
+    {
+        StatusPrinter printer(ends[1], [&status] { return status; });
+        printer.LinkChanged(Link(LinkPhase::Connecting));
+        printer.ShowTable();
+        printer.LinkChanged(Link(LinkPhase::LoggingIn));
+    }
+    EXPECT_EQ(Printed(), Describe(Link(LinkPhase::Connecting)) + "\n" + FormatStatus(status) +
+                             Describe(Link(LinkPhase::LoggingIn)) + "\n");
+}
+
+TEST_F(StatusPrinterTest, EndsAlthoughNobodyReads)
+{
+    auto printer = std::make_unique<StatusPrinter>(ends[1], [] { return ClientStatus(); });
+    for (int i = 0; i < 20000; ++i) {  // more than a pipe holds
+        printer->LinkChanged(Link(LinkPhase::Connecting));
+    }
+    printer.reset();
+    EXPECT_FALSE(Printed().empty());  // and not hanging in front of this line is what is tested
+}
+
+TEST_F(StatusPrinterTest, SurvivesAReaderThatHangsUp)
+{
+    close(ends[0]);
+    std::atomic<int> tables{0};
+    {
+        StatusPrinter printer(ends[1], [&tables] {
+            ++tables;
+            return ClientStatus();
+        });
+        printer.LinkChanged(Link(LinkPhase::Connecting));
+        printer.ShowTable();
+    }
+    EXPECT_EQ(tables, 1);
+    ends[0] = dup(ends[1]);
+}
+
+}  // namespace
+}  // namespace zef

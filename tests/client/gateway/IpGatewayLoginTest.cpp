@@ -1,0 +1,550 @@
+#include "GatewayTest.h"
+
+#include "FakePortal.h"
+#include "TcpRelay.h"
+
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <array>
+#include <fstream>
+#include <random>
+#include <thread>
+
+#include <fcntl.h>
+
+#include <cinttypes>
+#include <cstdio>
+#include <cstdlib>
+
+namespace zef {
+
+namespace {
+
+using testing::AnyOf;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+// Looks for a text in the process's own writable memory, in all mappings of ordinary size.
+class MemorySearch {
+public:
+    explicit MemorySearch(const std::string &wanted) : text(wanted), memory(open("/proc/self/mem", O_RDONLY | O_CLOEXEC)) {}
+
+    // How often it is there. What the search itself copies is not counted.
+    size_t Count()
+    {
+        constexpr uintptr_t kLargest = 256 << 20;
+        size_t count = 0;
+        std::ifstream maps("/proc/self/maps");
+        for (std::string line; std::getline(maps, line);) {
+            uintptr_t begin = 0;
+            uintptr_t end = 0;
+            char access[5] = "";
+            const int fields = std::sscanf(line.c_str(), "%" SCNxPTR "-%" SCNxPTR " %4s", &begin, &end, access);
+            if (fields == 3 && access[1] == 'w' && end - begin <= kLargest) {
+                count += CountBetween(begin, end);
+            }
+        }
+        return count;
+    }
+
+private:
+    size_t CountBetween(uintptr_t begin, uintptr_t end)
+    {
+        size_t count = 0;
+        for (uintptr_t at = begin; at < end; at += buffer.size() - text.size()) {
+            const size_t wanted = std::min<size_t>(buffer.size(), end - at);
+            const ssize_t size = pread(memory.Get(), buffer.data(), wanted, static_cast<off_t>(at));
+            count += size > 0 ? CountInBuffer(at, static_cast<size_t>(size)) : 0;
+        }
+        return count;
+    }
+
+    size_t CountInBuffer(uintptr_t at, size_t size) const
+    {
+        const auto first = reinterpret_cast<uintptr_t>(buffer.data());
+        const auto last = buffer.begin() + static_cast<std::ptrdiff_t>(size);
+        size_t count = 0;
+        for (auto found = buffer.begin(); (found = std::search(found, last, text.begin(), text.end())) != last; ++found) {
+            const uintptr_t place = at + static_cast<uintptr_t>(found - buffer.begin());
+            count += place < first || place >= first + buffer.size() ? 1 : 0;
+        }
+        return count;
+    }
+
+    static std::array<char, 1 << 20> buffer;
+    const std::string text;
+    const FileDescriptor memory;
+};
+
+std::array<char, 1 << 20> MemorySearch::buffer;
+
+}  // namespace
+
+using IpGatewayLoginTest = GatewayTest;
+
+TEST_F(IpGatewayLoginTest, LogsInWithChapAndReadsTheWwn)
+{
+    StartArray();
+    StartGateway();
+    EXPECT_EQ(Create("127.0.0.1"), 0);
+    const OrnLinkInfo info = Info("127.0.0.1", "127.0.0.1");
+    EXPECT_EQ(info.wwn, 0x6001405123456789u);
+    EXPECT_EQ(info.status, 0);
+    EXPECT_STREQ(info.initiatorWwn, "");
+    EXPECT_EQ(callbackCalls, 1);
+}
+
+TEST_F(IpGatewayLoginTest, ShowsEachPhaseAsItComes)
+{
+    StartArray();
+    StartGateway();
+    EXPECT_EQ(Create("127.0.0.1"), 0);
+    std::vector<LinkPhase> phases;
+    for (const LinkState &state : record.All()) {
+        phases.push_back(state.phase);
+    }
+    EXPECT_THAT(phases, ElementsAre(LinkPhase::Connecting, LinkPhase::LoggingIn, LinkPhase::ReadingWwn, LinkPhase::Up));
+    const LinkState link = OnlyLink();
+    EXPECT_EQ(Describe(link), "127.0.0.1 -> 127.0.0.1 up, WWN 0x6001405123456789");
+    EXPECT_EQ(link.tries, 1u);
+}
+
+TEST_F(IpGatewayLoginTest, NamesItselfByTheUuidInLowerCase)
+{
+    TgtArray &array = StartArray();
+    StartGateway();
+    EXPECT_EQ(Create("127.0.0.1"), 0);
+    EXPECT_THAT(array.Admin({"--op", "show", "--mode", "target"}),
+                HasSubstr("Initiator: iqn.2026-11.example.zef:0123abcd-abcd-0a1b-9f9f-00112233aabb"));
+}
+
+TEST_F(IpGatewayLoginTest, NamesItselfByTheOptionWhenThereIsOne)
+{
+    TgtArray &array = StartArray();
+    options.initiatorName = "iqn.2026-11.example.host:seven";
+    StartGateway();
+    EXPECT_EQ(Create("127.0.0.1"), 0);
+    EXPECT_THAT(array.Admin({"--op", "show", "--mode", "target"}), HasSubstr("Initiator: iqn.2026-11.example.host:seven"));
+}
+
+TEST_F(IpGatewayLoginTest, TheArraySeesTheSourceAddressOfThePair)
+{
+    TgtArray &array = StartArray();
+    StartGateway();
+    EXPECT_EQ(Create("127.0.0.2"), 0);
+    EXPECT_EQ(Create("127.0.0.3"), 0);
+    std::vector<std::string> seen = array.InitiatorAddresses();
+    std::sort(seen.begin(), seen.end());
+    EXPECT_THAT(seen, ElementsAre("127.0.0.2", "127.0.0.3"));
+}
+
+TEST_F(IpGatewayLoginTest, ConnectsToAPortalThatIsNoArrayFromTheSourceAddressToo)
+{
+    FakePortal portal("127.0.0.1", FakePortal::CloseAtOnce());
+    options.arrayPort = portal.Port();
+    StartGateway();
+    EXPECT_EQ(Create("127.0.0.7", "127.0.0.1"), -1);
+    EXPECT_EQ(portal.PeersOnceConnected(), std::vector<std::string>{"127.0.0.7"});
+}
+
+TEST_F(IpGatewayLoginTest, AWrongPasswordIsRefusedWithTheArraysReason)
+{
+    StartArray();
+    StartGateway();
+    SetPassword("wrong-horse-12");
+    EXPECT_EQ(Create("127.0.0.1"), -1);
+    const LinkState link = OnlyLink();
+    EXPECT_EQ(link.phase, LinkPhase::Failed);
+    EXPECT_EQ(link.cause, "Failed to log in to target. Status: Authentication failure(513)");
+    const OrnLinkInfo info = Info("127.0.0.1", "127.0.0.1");
+    EXPECT_EQ(info.wwn, UINT64_MAX);
+    EXPECT_EQ(info.status, 2);
+}
+
+TEST_F(IpGatewayLoginTest, AWrongUserIsRefusedWithTheArraysReason)
+{
+    StartArray();
+    StartGateway();
+    user = "nobody-here";
+    EXPECT_EQ(Create("127.0.0.1"), -1);
+    EXPECT_EQ(OnlyLink().cause, "Failed to log in to target. Status: Authentication failure(513)");
+}
+
+TEST_F(IpGatewayLoginTest, AFailedLinkIsTriedAgainWhenTheLibraryAsks)
+{
+    StartArray();
+    StartGateway();
+    SetPassword("wrong-horse-12");
+    EXPECT_EQ(Create("127.0.0.1"), -1);
+    SetPassword(kPassword);
+    EXPECT_EQ(Create("127.0.0.1"), 0);
+    const LinkState link = OnlyLink();
+    EXPECT_EQ(link.phase, LinkPhase::Up);
+    EXPECT_EQ(link.tries, 2u);
+    EXPECT_EQ(link.cause, "");
+}
+
+TEST_F(IpGatewayLoginTest, TheLogSaysWhyAndNeverThePassword)
+{
+    StartArray();
+    SetPassword("wrong-horse-12");
+    testing::internal::CaptureStderr();
+    StartGateway();
+    EXPECT_EQ(Create("127.0.0.1"), -1);
+    SetPassword(kPassword);
+    EXPECT_EQ(Create("127.0.0.1"), 0);
+    gateway.Close();
+    const std::string log = testing::internal::GetCapturedStderr();
+    EXPECT_THAT(log, HasSubstr("link 127.0.0.1 -> 127.0.0.1 is not up: Failed to log in to target. "
+                               "Status: Authentication failure(513); the library tries again in 2 s"));
+    EXPECT_THAT(log, Not(HasSubstr("horse")));
+}
+
+TEST_F(IpGatewayLoginTest, ThePasswordDoesNotStayInMemory)
+{
+    StartArray();
+    StartGateway();
+    MemorySearch search(kPassword);
+    const size_t before = search.Count();
+    ASSERT_GT(before, 0u) << "the test cannot see its own password";
+    EXPECT_EQ(Create("127.0.0.1"), 0);
+    EXPECT_LE(search.Count(), before);
+}
+
+TEST_F(IpGatewayLoginTest, ARefusedPortIsSaidToBeRefused)
+{
+    options.arrayPort = RefusedPort("127.0.0.1");
+    StartGateway();
+    EXPECT_EQ(Create("127.0.0.1", "127.0.0.1"), -1);
+    EXPECT_THAT(OnlyLink().cause, AllOf(StartsWith("cannot connect: "), HasSubstr("Connection refused")));
+}
+
+TEST_F(IpGatewayLoginTest, ASourceAddressThatIsNotOursFailsTheLink)
+{
+    StartArray();
+    StartGateway();
+    EXPECT_EQ(Create("192.0.2.1", "127.0.0.1"), -1);
+    EXPECT_THAT(OnlyLink().cause, AllOf(StartsWith("cannot connect: "), HasSubstr("Cannot assign requested address")));
+    EXPECT_TRUE(tgt->InitiatorAddresses().empty());
+}
+
+TEST_F(IpGatewayLoginTest, APortalThatAnswersNoSynFailsAtTheConnectDeadline)
+{
+    const FullPortal portal("127.0.0.1");
+    options.arrayPort = portal.Port();
+    options.connectDeadline = std::chrono::milliseconds(50);
+    StartGateway();
+    EXPECT_EQ(Create("127.0.0.1", "127.0.0.1"), -1);
+    EXPECT_EQ(OnlyLink().cause, "no TCP connection within 50 ms");
+}
+
+TEST_F(IpGatewayLoginTest, ASilentPortalFailsAtTheLoginDeadline)
+{
+    FakePortal portal("127.0.0.1", FakePortal::StaySilent());
+    options.arrayPort = portal.Port();
+    options.loginDeadline = std::chrono::milliseconds(200);
+    StartGateway();
+    EXPECT_EQ(Create("127.0.0.1", "127.0.0.1"), -1);
+    EXPECT_EQ(OnlyLink().cause, "no answer to the login within 200 ms");
+}
+
+TEST_F(IpGatewayLoginTest, APortalThatClosesAtOnceFailsTheLink)
+{
+    FakePortal portal("127.0.0.1", FakePortal::CloseAtOnce());
+    options.arrayPort = portal.Port();
+    StartGateway();
+    EXPECT_EQ(Create("127.0.0.1", "127.0.0.1"), -1);
+    EXPECT_EQ(OnlyLink().phase, LinkPhase::Failed);
+    EXPECT_THAT(OnlyLink().cause, AnyOf("the array closed the connection", StartsWith("connection lost: "),
+                                        StartsWith("cannot connect: ")));
+}
+
+TEST_F(IpGatewayLoginTest, APortalThatClosesAfterTheRequestFailsTheLink)
+{
+    FakePortal portal("127.0.0.1", FakePortal::CloseAfterRequest());
+    options.arrayPort = portal.Port();
+    StartGateway();
+    EXPECT_EQ(Create("127.0.0.1", "127.0.0.1"), -1);
+    EXPECT_EQ(OnlyLink().phase, LinkPhase::Failed);
+    EXPECT_THAT(OnlyLink().cause, AnyOf("the array closed the connection", StartsWith("connection lost: ")));
+}
+
+TEST_F(IpGatewayLoginTest, GarbageInPlaceOfAnAnswerFailsTheLink)
+{
+    std::mt19937 random(20261102);
+    for (int round = 0; round < 40; ++round) {
+        std::vector<uint8_t> bytes(1 + random() % 300);
+        for (uint8_t &byte : bytes) {
+            byte = static_cast<uint8_t>(random());
+        }
+        if (bytes.size() >= 48 && round % 2 == 0) {
+            bytes[0] = 0x23;              // a login response
+            bytes[4] = bytes[5] = 0;      // whose data are mostly there
+            bytes[6] = 0;
+        }
+        FakePortal portal("127.0.0.1", FakePortal::Answer(bytes));
+        IpGateway one;
+        options.arrayPort = portal.Port();
+        options.loginDeadline = std::chrono::milliseconds(100);
+        one.SetClientUuid(kUuid);
+        one.Start(options, nullptr);
+        const OrnLinkRequest request{"127.0.0.1", "127.0.0.1", callback, 0, 4};
+        EXPECT_EQ(one.CreateLink(request), -1) << round;
+        ASSERT_EQ(one.Links().size(), 1u);
+        EXPECT_EQ(one.Links()[0].phase, LinkPhase::Failed);
+        EXPECT_NE(one.Links()[0].cause, "");
+    }
+}
+
+TEST_F(IpGatewayLoginTest, ControlCharactersOfTheArrayDoNotReachTheCause)
+{
+    std::vector<uint8_t> bytes(48 + 64, 0x1B);
+    bytes[0] = 0x3F;
+    bytes[4] = bytes[5] = bytes[6] = 0;
+    bytes[7] = 64;
+    FakePortal portal("127.0.0.1", FakePortal::Answer(bytes));
+    options.arrayPort = portal.Port();
+    StartGateway();
+    EXPECT_EQ(Create("127.0.0.1", "127.0.0.1"), -1);
+    const std::string cause = OnlyLink().cause;
+    EXPECT_TRUE(std::all_of(cause.begin(), cause.end(), [](char c) { return c >= ' ' && c <= '~'; })) << cause;
+}
+
+TEST_F(IpGatewayLoginTest, AFailingCredentialCallbackFailsTheLinkBeforeAnyConnection)
+{
+    StartArray();
+    StartGateway();
+    callbackResult = -1;
+    EXPECT_EQ(Create("127.0.0.1"), -1);
+    EXPECT_EQ(OnlyLink().phase, LinkPhase::Failed);
+    EXPECT_EQ(OnlyLink().cause, "no user and password to log in with (see the messages before this one)");
+    EXPECT_EQ(OnlyLink().tries, 0u);
+    EXPECT_TRUE(tgt->InitiatorAddresses().empty());
+}
+
+TEST_F(IpGatewayLoginTest, APasswordThatLibiscsiWouldCutIsRefused)
+{
+    StartArray();
+    StartGateway();
+    SetPassword(std::string(256, 'x'));
+    EXPECT_EQ(Create("127.0.0.1"), -1);
+    EXPECT_EQ(OnlyLink().cause, "the password has more than 255 characters");
+}
+
+TEST_F(IpGatewayLoginTest, AnUnknownTargetFailsWithTheArraysReason)
+{
+    StartArray();
+    options.targetName = "iqn.2026-11.example.array:nowhere";
+    StartGateway();
+    EXPECT_EQ(Create("127.0.0.1"), -1);
+    EXPECT_THAT(OnlyLink().cause, StartsWith("Failed to log in to target. Status: "));
+}
+
+TEST_F(IpGatewayLoginTest, WithoutATargetNameTheOnlyTargetIsTaken)
+{
+    TgtArray &array = StartArray();
+    options.targetName = "";
+    StartGateway();
+    EXPECT_EQ(Create("127.0.0.2"), 0);
+    EXPECT_EQ(Info("127.0.0.2", "127.0.0.1").wwn, array.Wwn());
+    EXPECT_EQ(OnlyLink().tries, 1u);
+    EXPECT_THAT(array.InitiatorAddresses(), ElementsAre("127.0.0.2"));
+}
+
+TEST_F(IpGatewayLoginTest, WithoutATargetNameTwoTargetsAreOneTooMany)
+{
+    TgtArray &array = StartArray();
+    array.AddTarget("iqn.2026-11.example.array:two");
+    options.targetName = "";
+    StartGateway();
+    EXPECT_EQ(Create("127.0.0.1"), -1);
+    EXPECT_EQ(OnlyLink().cause, "the array offers 2 targets: say which with the target option");
+}
+
+TEST_F(IpGatewayLoginTest, WithoutATargetNameAnArrayThatHidesItsTargetsFails)
+{
+    TgtArray &array = StartArray();
+    array.Admin({"--op", "unbind", "--mode", "target", "--tid", "1", "--initiator-address", "ALL"});
+    options.targetName = "";
+    StartGateway();
+    EXPECT_EQ(Create("127.0.0.1"), -1);
+    EXPECT_EQ(OnlyLink().cause, "the array offers no target to this client");
+}
+
+TEST_F(IpGatewayLoginTest, LunZeroNamesTheArrayWhenItHasAName)
+{
+    TgtArray &array = StartArray();
+    array.SetLunScsiId(0, "60014059999999999999999999999999");
+    StartGateway();
+    EXPECT_EQ(Create("127.0.0.1"), 0);
+    EXPECT_EQ(Info("127.0.0.1", "127.0.0.1").wwn, 0x6001405999999999u);
+}
+
+TEST_F(IpGatewayLoginTest, ALocallyAssignedNameServesWhenThereIsNoOther)
+{
+    TgtArray &array = StartArray();
+    array.Admin({"--op", "delete", "--mode", "logicalunit", "--tid", "1", "--lun", "1"});
+    testing::internal::CaptureStderr();
+    StartGateway();
+    EXPECT_EQ(Create("127.0.0.1"), 0);
+    gateway.Links();
+    EXPECT_EQ(Info("127.0.0.1", "127.0.0.1").wwn, 0x3000000100000000u);
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("WWN 0x3000000100000000 is only locally assigned"));
+}
+
+TEST_F(IpGatewayLoginTest, ALinkWhoseWwnIsLateIsUpAndLearnsItLater)
+{
+    TgtArray &array = StartArray();
+    TcpRelay relay("127.0.0.1", array.Address(), array.Port());
+    relay.HoldAt(TcpRelay::kScsiCommand);
+    options.arrayPort = relay.Port();
+    options.wwnDeadline = std::chrono::milliseconds(50);
+    StartGateway();
+    EXPECT_EQ(Create("127.0.0.1"), 0);
+    EXPECT_EQ(Info("127.0.0.1", "127.0.0.1").wwn, UINT64_MAX);
+    EXPECT_EQ(Info("127.0.0.1", "127.0.0.1").status, 0);
+    relay.Release();
+    EXPECT_TRUE(record.WaitFor([&array](const LinkState &state) { return state.wwn == array.Wwn(); }));
+    EXPECT_EQ(Info("127.0.0.1", "127.0.0.1").wwn, array.Wwn());
+}
+
+TEST_F(IpGatewayLoginTest, ALinkThatIsUpIsNotLoggedInAgain)
+{
+    TgtArray &array = StartArray();
+    StartGateway();
+    EXPECT_EQ(Create("127.0.0.1"), 0);
+    EXPECT_EQ(Create("127.0.0.1"), 0);
+    EXPECT_EQ(callbackCalls, 1);
+    EXPECT_EQ(OnlyLink().tries, 1u);
+    EXPECT_EQ(array.InitiatorAddresses().size(), 1u);
+}
+
+TEST_F(IpGatewayLoginTest, CallsForTheSamePairShareOneLogin)
+{
+    TgtArray &array = StartArray();
+    TcpRelay relay("127.0.0.1", array.Address(), array.Port());
+    relay.HoldAt(TcpRelay::kLoginRequest);
+    options.arrayPort = relay.Port();
+    StartGateway();
+    std::vector<std::thread> callers;
+    std::atomic<int> failures{0};
+    for (int i = 0; i < 4; ++i) {
+        callers.emplace_back([this, &failures] { failures += Create("127.0.0.1") == 0 ? 0 : 1; });
+    }
+    EXPECT_TRUE(relay.WaitUntilHolding());
+    relay.Release();
+    for (std::thread &caller : callers) {
+        caller.join();
+    }
+    EXPECT_EQ(failures, 0);
+    EXPECT_EQ(OnlyLink().tries, 1u);
+}
+
+TEST_F(IpGatewayLoginTest, TwoArraysHaveTheirOwnWwns)
+{
+    TgtArray &one = StartArray();
+    TgtArray::Settings settings;
+    settings.address = "127.0.0.9";
+    settings.port = one.Port();
+    settings.user = kUser;
+    settings.password = kPassword;
+    settings.scsiId = "6001405aaaaaaaaabbbbbbbbbbbbbbbb";
+    const TgtArray other(settings);
+    StartGateway();
+    EXPECT_EQ(Create("127.0.0.2", "127.0.0.1"), 0);
+    EXPECT_EQ(Create("127.0.0.3", "127.0.0.9"), 0);
+    EXPECT_EQ(Info("127.0.0.2", "127.0.0.1").wwn, one.Wwn());
+    EXPECT_EQ(Info("127.0.0.3", "127.0.0.9").wwn, other.Wwn());
+    EXPECT_NE(one.Wwn(), other.Wwn());
+}
+
+TEST_F(IpGatewayLoginTest, FortyPairsAreUpSideBySide)
+{
+    TgtArray &array = StartArray();
+    StartGateway();
+    for (int i = 1; i <= 40; ++i) {
+        EXPECT_EQ(Create("127.0.1." + std::to_string(i)), 0);
+    }
+    const std::vector<LinkState> links = gateway.Links();
+    EXPECT_EQ(links.size(), 40u);
+    for (const LinkState &link : links) {
+        EXPECT_EQ(link.phase, LinkPhase::Up) << Describe(link);
+        EXPECT_EQ(link.wwn, array.Wwn());
+    }
+    EXPECT_EQ(array.InitiatorAddresses().size(), 40u);
+}
+
+TEST_F(IpGatewayLoginTest, ADeletedLinkVanishesAndIsLoggedOut)
+{
+    TgtArray &array = StartArray();
+    TcpRelay relay("127.0.0.1", array.Address(), array.Port());
+    options.arrayPort = relay.Port();
+    StartGateway();
+    EXPECT_EQ(Create("127.0.0.1"), 0);
+    EXPECT_EQ(gateway.DeleteLink("127.0.0.1", "127.0.0.1"), 0);
+    EXPECT_TRUE(gateway.Links().empty());
+    OrnLinkInfo info{7, 8, 0, ""};
+    EXPECT_EQ(gateway.LinkInfo("127.0.0.1", "127.0.0.1", info), -1);
+    EXPECT_EQ(info.wwn, 7u);
+    EXPECT_EQ(info.status, 8);
+    EXPECT_TRUE(record.WaitForCause(LinkPhase::Closed, "deleted"));
+    EXPECT_TRUE(Eventually([&array] { return array.InitiatorAddresses().empty(); }));
+    EXPECT_THAT(relay.Opcodes(), testing::Contains(int{TcpRelay::kLogoutRequest}));
+    EXPECT_EQ(gateway.DeleteLink("127.0.0.1", "127.0.0.1"), -1);
+}
+
+TEST_F(IpGatewayLoginTest, ADeletedPairCanBeCreatedAgainAtOnce)
+{
+    StartArray();
+    StartGateway();
+    EXPECT_EQ(Create("127.0.0.1"), 0);
+    EXPECT_EQ(gateway.DeleteLink("127.0.0.1", "127.0.0.1"), 0);
+    EXPECT_EQ(Create("127.0.0.1"), 0);
+    EXPECT_EQ(OnlyLink().phase, LinkPhase::Up);
+    EXPECT_TRUE(Eventually([this] { return tgt->InitiatorAddresses().size() == 1; }));
+}
+
+TEST_F(IpGatewayLoginTest, DeletingALinkEndsTheWaitForIt)
+{
+    FakePortal portal("127.0.0.1", FakePortal::StaySilent());
+    options.arrayPort = portal.Port();
+    StartGateway();
+    std::thread caller([this] { EXPECT_EQ(Create("127.0.0.1", "127.0.0.1"), -1); });
+    EXPECT_TRUE(record.WaitFor(LinkPhase::LoggingIn));
+    EXPECT_EQ(Info("127.0.0.1", "127.0.0.1").status, 1);
+    EXPECT_EQ(gateway.DeleteLink("127.0.0.1", "127.0.0.1"), 0);
+    caller.join();
+}
+
+TEST_F(IpGatewayLoginTest, AddressesThatAreNoneAreRefused)
+{
+    StartGateway();
+    EXPECT_EQ(Create("127.0.0.1", "array.example"), -1);
+    EXPECT_EQ(Create("", "127.0.0.1"), -1);
+    EXPECT_EQ(gateway.CreateLink({nullptr, "127.0.0.1", callback, 0, 4}), -1);
+    EXPECT_EQ(gateway.CreateLink({"127.0.0.1", nullptr, callback, 0, 4}), -1);
+    EXPECT_TRUE(gateway.Links().empty());
+    EXPECT_EQ(callbackCalls, 0);
+}
+
+TEST_F(IpGatewayLoginTest, WithoutAUuidOrANameThereIsNoLogin)
+{
+    gateway.Start(options, nullptr);
+    EXPECT_EQ(Create("127.0.0.1", "127.0.0.1"), -1);
+    EXPECT_TRUE(gateway.Links().empty());
+}
+
+TEST_F(IpGatewayLoginTest, SettingsOfLibiscsiAreTakenOutOfTheEnvironment)
+{
+    setenv("LIBISCSI_CHAP_USERNAME", "stranger", 1);
+    setenv("LIBISCSI_DEBUG", "10", 1);
+    setenv("ZEF_LIBISCSI_LIKE", "stays", 1);
+    StartGateway();
+    EXPECT_EQ(getenv("LIBISCSI_CHAP_USERNAME"), nullptr);
+    EXPECT_EQ(getenv("LIBISCSI_DEBUG"), nullptr);
+    EXPECT_STREQ(getenv("ZEF_LIBISCSI_LIKE"), "stays");
+}
+
+}  // namespace zef
