@@ -45,6 +45,7 @@ add_library(zef_config_objects OBJECT
   src/mgmt/config/storage/CredentialCallbacks.cpp
   src/mgmt/config/storage/FibreChannel.cpp
   src/mgmt/config/storage/LinkTasks.cpp
+  src/mgmt/config/storage/TaskCommits.cpp
   src/mgmt/config/storage/ZefStorage.cpp
   src/mgmt/config/storage/ZefStorageController.cpp
   src/mgmt/config/storage/ZefStorageManager.cpp
