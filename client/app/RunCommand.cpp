@@ -8,8 +8,8 @@
 
 #include "TaskPause.h"
 #include "gateway/IpGateway.h"
-#include "gateway_fc/FibreChannelLinks.h"
 #include "iputil/IpUtilSettings.h"
+#include "keys/KeyCommands.h"
 #include "log/Log.h"
 
 #include <zef_config/ZefConfig.h>
@@ -31,6 +31,17 @@ ZefStorage FirstStorage()
 {
     const std::vector<ZefStorage> &storages = ZefStorageManager::GetStorageAll();
     return storages.empty() ? ZefStorage() : storages.front();
+}
+
+std::vector<std::string> AddressesWithoutPair(const ZefStorage &storage)
+{
+    std::vector<std::string> addresses;
+    for (const std::string &ip : storage.GetIpList()) {
+        if (!storage.FindByIp(ip)) {
+            addresses.push_back(ip);
+        }
+    }
+    return addresses;
 }
 
 using Query = int32_t (*)(char *buffer, uint32_t size);
@@ -55,6 +66,7 @@ ClientStatus TakeStatus()
         status.localAddress = Ask(ZefConfigGetLocalAddr);
     }
     status.links = IpGateway::Instance().Links();
+    status.unreachable = AddressesWithoutPair(storage);
     return status;
 }
 
@@ -65,6 +77,13 @@ void StopClient()
     IpGateway::Instance().Close();
     const TaskPause pause;
     ZefConfigFinish();
+}
+
+// Most often it is the first start: no keys have been made yet.
+std::string DiagnoseKeys()
+{
+    const bool haveKeys = access(kPrimaryKeyFile, F_OK) == 0 || access(kStandbyKeyFile, F_OK) == 0;
+    return haveKeys ? "" : "there are no key files yet; zef_client keys init makes them";
 }
 
 int Refuse(const char *step, const std::string &diagnosis)
@@ -80,7 +99,8 @@ int Refuse(const char *step, const std::string &diagnosis)
 int StartAndServe(MainEvents &events, StatusPrinter &printer)
 {
     if (ZefConfigInit() != 0) {
-        return Refuse("initialise", DiagnoseInit(kConfigFile));
+        const std::string diagnosis = DiagnoseInit(kConfigFile);
+        return Refuse("initialise", diagnosis.empty() ? DiagnoseKeys() : diagnosis);
     }
     if (ZefConfigStart() != 0) {
         return Refuse("start", DiagnoseStart(kConfigFile));

@@ -57,6 +57,8 @@ int OutcomeOf(int socket)
 }
 
 // Rounded up, so that the end has come when poll() returns.
+constexpr int kMostReasons = 4;
+
 int PollTimeout(std::chrono::steady_clock::time_point end)
 {
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - std::chrono::steady_clock::now()).count();
@@ -158,8 +160,13 @@ void AddressProbe::Note(const Attempt &attempt, int error)
 {
     if (error == 0) {
         reached.insert(attempt.local);
-    } else {
-        LogDebug("iputil", "{} does not reach {}:{}: {}", attempt.local, array, port, std::strerror(error));
+        return;
+    }
+    LogDebug("iputil", "{} does not reach {}:{}: {}", attempt.local, array, port, std::strerror(error));
+    if (++failures <= kMostReasons) {
+        whyNot += (whyNot.empty() ? "" : ", ") + attempt.local + ": " + std::strerror(error);
+    } else if (failures == kMostReasons + 1) {
+        whyNot += ", and so on";
     }
 }
 

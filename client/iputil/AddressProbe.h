@@ -31,6 +31,10 @@ public:
     // the probe was stopped.
     std::set<std::string> Reachable(const std::vector<std::string> &candidates);
 
+    // Why candidates did not connect, one after the other, such as "10.0.0.1: Connection refused, 127.0.0.1: Invalid
+    // argument". Only the first few are told.
+    const std::string &WhyNot() const { return whyNot; }
+
 private:
     using TimePoint = std::chrono::steady_clock::time_point;
 
@@ -51,6 +55,8 @@ private:
     const int stop;
     std::vector<Attempt> attempts;  // still without an answer
     std::set<std::string> reached;
+    int failures = 0;
+    std::string whyNot;
 };
 
 // The IPv4 addresses of all interfaces that are up, each once, in the system's order.

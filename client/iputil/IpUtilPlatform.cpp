@@ -22,6 +22,11 @@ std::set<std::string> IpUtil::GetHostIpsCanConnect(const std::string &ip)
     }
     const zef::IpUtilSettings &settings = zef::IpUtilSettings::Instance();
     const zef::IpUtilOptions options = settings.Options();
-    return zef::AddressProbe(ip, options.port, options.deadline, settings.StopDescriptor())
-        .Reachable(zef::LocalAddresses());
+    zef::AddressProbe probe(ip, options.port, options.deadline, settings.StopDescriptor());
+    std::set<std::string> reachable = probe.Reachable(zef::LocalAddresses());
+    if (reachable.empty()) {
+        zef::LogWarn("iputil", "no local address reaches {}:{} ({}); the library tries again in 2 s", ip, options.port,
+                     probe.WhyNot());
+    }
+    return reachable;
 }

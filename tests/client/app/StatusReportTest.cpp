@@ -40,6 +40,15 @@ TEST(StatusReportTest, ShowsOneAlignedLineALink)
                                     "10.0.0.100  10.0.0.10  failed  -                   12     Connection refused\n");
 }
 
+TEST(StatusReportTest, NamesAddressesWithoutALink)
+{
+    ClientStatus status;
+    status.unreachable = {"192.0.2.1"};
+    EXPECT_NE(FormatStatus(status).find("LOCAL  ARRAY      STATE        WWN  TRIES  LAST CAUSE\n"
+                                        "-      192.0.2.1  unreachable  -    -      no local address reaches it\n"),
+              std::string::npos);
+}
+
 TEST(StatusReportTest, KeepsLeadingZerosOfAWwn)
 {
     ClientStatus status;
