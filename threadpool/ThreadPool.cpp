@@ -1,10 +1,11 @@
 // The hosting side of the task pool. Linked into hosts, never into the library.
 //
-// The library constructs its pool while it is loaded, before the program's own static objects exist, and destroys it when
-// they may be gone already. So nothing here depends on them: the state of this file is constant-initialised, and the gate
-// that tasks pass through is constructed on first use and never destroyed.
+// The library constructs its pool while it is loaded, before the program's own static objects exist, and destroys it
+// when they may be gone already. So nothing here depends on them: the state of this file is constant-initialised, and
+// the gate that tasks pass through is constructed on first use and never destroyed.
 //
-// Locks: the pool's mutex and the gate's are never held together, and neither is held while a task runs or is destroyed.
+// Locks: the pool's mutex and the gate's are never held together, and neither is held while a task runs or is
+// destroyed.
 #include "ThreadPool.h"
 
 #include "TaskGate.h"
@@ -90,8 +91,8 @@ bool WaitForDueTask(ThreadPool &pool)
     return pool.running;
 }
 
-// Nothing when another worker was faster, or the pool has stopped. The worker that takes a task no longer watches the due
-// time of the next one; another that is idle, and may have looked before that one was committed, takes this over.
+// Nothing when another worker was faster, or the pool has stopped. The worker that takes a task no longer watches the
+// due time of the next one; another that is idle, and may have looked before that one was committed, takes this over.
 std::optional<ThreadPool::Task> TakeDueTask(ThreadPool &pool)
 {
     const std::lock_guard<std::mutex> lock(pool.mutex);
@@ -107,8 +108,8 @@ std::optional<ThreadPool::Task> TakeDueTask(ThreadPool &pool)
     return task;
 }
 
-// An exception of the committed function stays in its future. The task, with all that its arguments hold, is destroyed on
-// return.
+// An exception of the committed function stays in its future. The task, with all that its arguments hold, is destroyed
+// on return.
 void RunDueTask(ThreadPool &pool)
 {
     const std::optional<ThreadPool::Task> task = TakeDueTask(pool);
@@ -198,8 +199,8 @@ ThreadPool::~ThreadPool()
     EndWorkers(*this);
 }
 
-// On one of its own workers, Clear cannot wait for the task that calls it, nor for another that may be calling it too: the
-// workers then end by themselves and are joined by the next Clear from outside, or by the destructor.
+// On one of its own workers, Clear cannot wait for the task that calls it, nor for another that may be calling it too:
+// the workers then end by themselves and are joined by the next Clear from outside, or by the destructor.
 void ThreadPool::Clear()
 {
     StopAndDrop(*this);

@@ -6,9 +6,9 @@
 
 namespace zef {
 
-// Chooses the segment of ShmBaseCfgGetCfgVal and ShmBaseCfgSetCfgVal, kDefaultSharedBaseConfigName without it. They open it
-// on their first call, creating it when there is none, and again on the next call when that failed; each failure is
-// logged. Get then gives 0, Set -1. False when a segment is open already. Any thread.
+// Chooses the segment of ShmBaseCfgGetCfgVal and ShmBaseCfgSetCfgVal, kDefaultSharedBaseConfigName without it. They
+// open it on their first call, creating it when there is none, and again on the next call when that failed; each
+// failure is logged. Get then gives 0, Set -1. False when a segment is open already. Any thread.
 bool UseSharedBaseConfig(const std::string &name);
 
 // Closes the segment, which stays, and goes back to the default name. The next call opens anew. Any thread.

@@ -65,7 +65,7 @@ SegmentFile::~SegmentFile()
 {
     if (IsOpen()) {
         // Explicitly: a mapping keeps the open file alive, and the lock with it, after the descriptor has gone.
-
+        flock(descriptor, LOCK_UN);
         close(descriptor);
     }
 }

@@ -56,8 +56,8 @@ int ZefAddThreadForFc(void)
     return 0;
 }
 
-// No link leads through a shard card here: the ports of the table are those of the host itself, so every record is right
-// as it stands.
+// No link leads through a shard card here: the ports of the table are those of the host itself, so every record is
+// right as it stands.
 int ZEF_CLI::StorageObjectCommand::ProcessShardCardLinkInfo(OrnLinkInfo *records, uint32_t count)
 {
     if (records == nullptr) {

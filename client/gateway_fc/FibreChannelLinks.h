@@ -9,8 +9,8 @@
 
 namespace zef {
 
-// One record for each remote port that a host port knows as a target: the array's WWN (that of its node, the same for all
-// its ports), the host port's WWN ("21:00:00:24:ff:12:34:56"), and the status
+// One record for each remote port that a host port knows as a target: the array's WWN (that of its node, the same for
+// all its ports), the host port's WWN ("21:00:00:24:ff:12:34:56"), and the status
 //   0  both ports are online
 //   1  the remote port is there, but it is blocked or the host port is not online
 //   2  the remote port is in any other state, such as gone

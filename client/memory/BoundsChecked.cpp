@@ -1,8 +1,8 @@
 // The bounds-checked functions under their plain names, over safec.
 //
-// safec exports them with one more argument, the object size that the compiler knows at the place of the call, and makes
-// the plain names macros that supply it. The library calls functions, so here the macros go and functions take their
-// place; the size of the object is then unknown, and destSize alone counts.
+// safec exports them with one more argument, the object size that the compiler knows at the place of the call, and
+// makes the plain names macros that supply it. The library calls functions, so here the macros go and functions take
+// their place; the size of the object is then unknown, and destSize alone counts.
 #include <safe_mem_lib.h>
 #include <safe_str_lib.h>
 #undef memset_s
@@ -23,14 +23,15 @@ size_t WithinLimit(size_t destSize)
     return std::min<size_t>(destSize, RSIZE_MAX_STR);
 }
 
-// A refusal is an ordinary result here: the caller gets its code, and the log one line. safec's texts are constants that
-// name function and reason, never the data.
+// A refusal is an ordinary result here: the caller gets its code, and the log one line. safec's texts are constants
+// that name function and reason, never the data.
 void LogRefusal(const char *message, void *, errno_t code)
 {
     zef::LogWarn("memory", "refused by a bounds check: {} (code {})", message == nullptr ? "" : message, code);
 }
 
-// Once per process, on the first call of any of the functions. Without it safec would do what it is built to do by default.
+// Once per process, on the first call of any of the functions. Without it safec would do what it is built to do by
+// default.
 void UseOwnHandler()
 {
     static const bool installed = [] {

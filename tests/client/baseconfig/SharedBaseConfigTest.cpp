@@ -1,6 +1,7 @@
 #include "baseconfig/SharedBaseConfig.h"
 
 #include "SegmentTest.h"
+#include "baseconfig/SegmentFile.h"
 
 #include <cstdint>
 #include <cstring>
@@ -186,6 +187,15 @@ TEST_F(SharedBaseConfigTest, FinishesWhatACreatorBeganThatDiedAmongTheValues)
     ASSERT_TRUE(config.has_value()) << error;
     EXPECT_EQ(config->Get(65), 365);
     EXPECT_EQ(config->Get(67), 24);
+}
+
+TEST_F(SharedBaseConfigTest, DoesNotInterfereWithACreatorThatIsAtWork)
+{
+    const zef::SegmentFile creator = zef::SegmentFile::OpenOrCreate(name, error);
+    ASSERT_TRUE(creator.IsOpen() && creator.LockForCreation(error)) << error;
+    EXPECT_FALSE(SharedBaseConfig::OpenOrCreate(name, error).has_value());
+    EXPECT_EQ(error, "shared memory " + name + ": another process does not finish its creation");
+    EXPECT_EQ(Status().st_size, 0);
 }
 
 TEST_F(SharedBaseConfigTest, AReaderRefusesWhatACreatorHasNotFinished)

@@ -134,7 +134,8 @@ TEST_F(FibreChannelLinksTest, LeavesOutAPortThatVanishesWhileItIsRead)
         EXPECT_THAT(ReadLinks(), ElementsAre("500507680b0000f1 0 56", "50060160bc602c5a 0 57", "50060160bc602c5a 1 56",
                                              "50060160bc602c5a 2 57", "50060160bc602c5a 1 cd", "500507680b0000f1 1 cd"))
             << file;
-        EXPECT_THAT(log, HasSubstr("Fibre Channel port left out: " + root + "/" + kPort52 + file + " cannot be read\n"));
+        const std::string path = root + "/" + kPort52 + file;
+        EXPECT_THAT(log, HasSubstr("Fibre Channel port left out: " + path + " cannot be read\n"));
         EXPECT_EQ(LogLines(), 1U);
     }
 }

@@ -172,7 +172,8 @@ TEST_F(BoundsCheckedTest, ReportsARefusalWithoutTheTextThatWasRefused)
     ::testing::internal::CaptureStderr();
     strcpy_s(buffer, sizeof(buffer), "a secret text");
     const std::string output = ::testing::internal::GetCapturedStderr();
-    EXPECT_THAT(output, HasSubstr("[memory] refused by a bounds check: strcpy_s: not enough space for src (code 406)\n"));
+    EXPECT_THAT(output, HasSubstr("[memory] refused by a bounds check: "
+                                  "strcpy_s: not enough space for src (code 406)\n"));
     EXPECT_THAT(output, Not(HasSubstr("secret")));
 }
 

@@ -133,24 +133,26 @@ TEST(ThreadPoolTest, AnEarlierTaskInterruptsTheWaitForALaterOne)
 TEST(ThreadPoolTest, AcceptsTheLongestDelayThatTheClockCanHold)
 {
     ThreadPool pool(1);
-    const auto never = pool.commit(static_cast<unsigned long>(INT64_MAX) - ThreadPool::TimeGetPowerOnMs() - kHourMs, "", [] {});
+    const unsigned long longest = INT64_MAX - ThreadPool::TimeGetPowerOnMs() - kHourMs;
+    const auto never = pool.commit(longest, "", [] {});
     EXPECT_EQ(never.first, 0);
     const auto next = pool.commit(0, "", [] {});
     EXPECT_TRUE(IsReady(next.second));
     EXPECT_EQ(QueueLength(pool), 1U);
 }
 
-// One worker watches the near due time and is then kept busy; the other has to take the watch over.
+// Only one worker is told of two tasks, and is kept busy by the first until the second has run.
 TEST(ThreadPoolTest, AnIdleWorkerTakesOverTheWatchOfABusyOne)
 {
     ThreadPool pool(2);
-    const auto far = pool.commit(kHourMs, "", [] {});
     for (int round = 0; round < 50; ++round) {
-        std::promise<void> nearDone;
-        const auto near = pool.commit(3, "", [&nearDone] { nearDone.set_value(); });
-        auto busy = pool.commit(0, "", [&nearDone] { return IsReady(nearDone.get_future()); });
-        ASSERT_TRUE(busy.second.get()) << "round " << round;
-        ASSERT_TRUE(IsReady(near.second));
+        std::promise<void> secondDone;
+        std::atomic<bool> inTime{false};
+        const auto second = PushDue(pool, 2, [&] { secondDone.set_value(); });
+        const auto first = PushDue(pool, 1, [&] { inTime = IsReady(secondDone.get_future()); });
+        pool.wakeUp.notify_one();
+        ASSERT_TRUE(IsReady(first) && IsReady(second)) << "round " << round;
+        ASSERT_TRUE(inTime) << "round " << round;
     }
 }
 
