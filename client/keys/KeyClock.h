@@ -19,8 +19,8 @@ public:
 
     // Gives the locked `lock` up and waits until `ready` holds or the duration has passed, by a clock that nobody sets.
     // Looks at `ready`, under the lock, at first and whenever `wakeUp` is notified. Returns with the lock held.
-    virtual void WaitFor(std::unique_lock<std::mutex> &lock, std::condition_variable &wakeUp, std::chrono::hours duration,
-                         const std::function<bool()> &ready) = 0;
+    virtual void WaitFor(std::unique_lock<std::mutex> &lock, std::condition_variable &wakeUp,
+                         std::chrono::hours duration, const std::function<bool()> &ready) = 0;
 
 protected:
     KeyClock() = default;

@@ -57,7 +57,6 @@ int KeysInit(const std::string &primaryPath, const std::string &standbyPath, boo
         }
         PrintWarnings(store.Save(lock, KeyRing::Create(kPasswordDomain, SystemKeyClock().NowSeconds())), errors);
         output << "New keys are in " << primaryPath << " and " << standbyPath << ".\n";
-        RequireWritten(output);
         return 0;
     } catch (const std::exception &error) {
         return Failed(error, errors);

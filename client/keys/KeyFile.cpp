@@ -1,6 +1,7 @@
 #include "keys/KeyFile.h"
 
 #include "gateway/FileDescriptor.h"
+#include "keys/KeyDirectory.h"
 #include "keys/KeyError.h"
 #include "keys/KeyFormat.h"
 
@@ -39,23 +40,6 @@ std::string DirectoryOf(const std::string &path)
         return ".";
     }
     return slash == 0 ? "/" : path.substr(0, slash);
-}
-
-// Whoever may write to the directory could put other files into it.
-FileDescriptor OpenDirectory(const std::string &directory)
-{
-    FileDescriptor descriptor(open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    struct stat status = {};
-    if (!descriptor || fstat(descriptor.Get(), &status) != 0) {
-        throw KeyError(fmt::format("the directory {} of the key files cannot be opened: {}", directory, ErrorText(errno)));
-    }
-    const mode_t mode = status.st_mode & kPermissionBits;
-    if ((mode & (S_IWGRP | S_IWOTH)) != 0) {
-        throw KeyError(fmt::format("others can write to the directory {} of the key files (mode {:04o}); "
-                                   "make it private with: chmod 700 {}",
-                                   directory, mode, directory));
-    }
-    return descriptor;
 }
 
 KeyFile::Contents Unusable(KeyFile::State state, const std::string &reason)
@@ -155,7 +139,7 @@ KeyFile::KeyFile(std::string filePath)
 
 KeyFile::Contents KeyFile::Read(uint32_t domain) const
 {
-    const FileDescriptor parent = OpenDirectory(directory);
+    const FileDescriptor parent = OpenKeyDirectory(directory);
     // Not blocking, for a pipe in the file's place.
     const FileDescriptor file(openat(parent.Get(), name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
     struct stat status = {};
@@ -186,7 +170,7 @@ KeyFile::Contents KeyFile::Read(uint32_t domain) const
 
 void KeyFile::Write(const SecretBuffer &bytes) const
 {
-    const FileDescriptor parent = OpenDirectory(directory);
+    const FileDescriptor parent = OpenKeyDirectory(directory);
     try {
         (void)unlinkat(parent.Get(), temporaryName.c_str(), 0);
         WriteTemporary(parent.Get(), temporaryName, bytes);
@@ -200,7 +184,7 @@ void KeyFile::Write(const SecretBuffer &bytes) const
 
 void KeyFile::RemoveLeftover() const
 {
-    const FileDescriptor parent = OpenDirectory(directory);
+    const FileDescriptor parent = OpenKeyDirectory(directory);
     (void)unlinkat(parent.Get(), temporaryName.c_str(), 0);
 }
 

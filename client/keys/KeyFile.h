@@ -19,7 +19,7 @@ public:
         Valid,
         Absent,
         Damaged,  // writing over it loses nothing
-        Refused,  // it may hold keys, but is not what this program may use: others' access, owner, kind, domain, version
+        Refused,  // may hold keys, but not for this program to use: others' access, owner, kind, domain, version
     };
 
     struct Contents {

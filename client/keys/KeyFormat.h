@@ -24,8 +24,8 @@ namespace zef {
 //               8    key id
 //               8    creation time
 //              24    nonce
-//              48    key, sealed under the root key with XChaCha20-Poly1305; format version, domain, store id, key id and
-//                    creation time are its additional data
+//              48    key, sealed under the root key with XChaCha20-Poly1305; format version, domain, store id, key id
+//                    and creation time are its additional data
 //      end     32  BLAKE2b-256 of all bytes before it; the same place and meaning in every format version
 //
 // What this protects and what it does not: the root key is in the clear. There is no safer place for it on a machine

@@ -26,7 +26,7 @@ void WarnAll(const std::vector<std::string> &warnings)
 // A creation time in the future (the clock was wrong once) is no age at all.
 bool IsDue(int64_t created, const std::optional<int64_t> &limit, int64_t now)
 {
-    return limit.has_value() && now >= *limit && created <= now - *limit;
+    return limit.has_value() && created <= now - *limit;
 }
 
 }  // namespace
@@ -56,8 +56,8 @@ void KeyManager::Load(uint32_t domain, const std::string &primaryPath, const std
     KeyStore::Loaded loaded = store->Load(lock, domain);
     WarnAll(loaded.warnings);
     if (!loaded.ring->IsLocked()) {
-        LogWarn(kComponent, "the keys cannot be locked in memory and may be swapped to disk: raise the limit for locked "
-                            "memory (RLIMIT_MEMLOCK)");
+        LogWarn(kComponent, "the keys cannot be locked in memory and may be swapped to disk: raise the limit for "
+                            "locked memory (RLIMIT_MEMLOCK)");
     }
     LogInfo(kComponent, "keys of domain {} loaded, {} of them for passwords", domain,
             loaded.ring->GetMasterKeys().size());
@@ -110,14 +110,15 @@ int32_t KeyManager::Schedule(PeriodicKeyUpdate::Kind kind, uint32_t maxAgeDays, 
         LogError(kComponent, "the {} key cannot be renewed: no keys are loaded", name);
         return -1;
     }
+    // Before it begins, so that it stands before what the first check has to say.
+    LogInfo(kComponent, "the {} key is renewed after {} days, checked every {} hours (0: never)", name, maxAgeDays,
+            checkHours);
     try {
         periodicUpdate.Schedule(kind, maxAgeDays, checkHours);
     } catch (const std::exception &error) {
         LogError(kComponent, "the {} key cannot be renewed: {}", name, error.what());
         return -1;
     }
-    LogInfo(kComponent, "the {} key is renewed after {} days, checked every {} hours (0: never)", name, maxAgeDays,
-            checkHours);
     return 0;
 }
 

@@ -26,8 +26,8 @@ public:
     KeyManager(const KeyManager &) = delete;
     KeyManager &operator=(const KeyManager &) = delete;
 
-    // Loads the keys and repairs the key files where one needs it. 0, or -1; no keys are held then. What an earlier Init
-    // loaded or scheduled is dropped first.
+    // Loads the keys and repairs the key files where one needs it. 0, or -1; no keys are held then. What an earlier
+    // Init loaded or scheduled is dropped first.
     int32_t Init(uint32_t domain, const std::string &primaryPath, const std::string &standbyPath);
 
     // Ends the periodic updates and forgets all keys. The memory of the keys is wiped on return, or when the last

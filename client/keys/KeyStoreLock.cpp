@@ -1,5 +1,6 @@
 #include "keys/KeyStoreLock.h"
 
+#include "keys/KeyDirectory.h"
 #include "keys/KeyError.h"
 
 #include <fmt/format.h>
@@ -9,7 +10,6 @@
 
 #include <cerrno>
 
-#include <fcntl.h>
 #include <sys/file.h>
 
 namespace zef {
@@ -33,12 +33,8 @@ bool TryLock(int descriptor, std::chrono::milliseconds patience)
 }  // namespace
 
 KeyStoreLock::KeyStoreLock(const std::string &directory, std::chrono::milliseconds patience)
-    : descriptor(open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC))
+    : descriptor(OpenKeyDirectory(directory))
 {
-    if (!descriptor) {
-        throw KeyError(fmt::format("the directory {} of the key files cannot be opened: {}", directory,
-                                   std::generic_category().message(errno)));
-    }
     if (!TryLock(descriptor.Get(), patience)) {
         throw KeyError(errno == EWOULDBLOCK
                            ? fmt::format("another process is changing the key files in {}", directory)

@@ -59,7 +59,7 @@ std::optional<PeriodicKeyUpdate::Setting> PeriodicKeyUpdate::MakeSetting(uint32_
     if (maxAgeDays == 0 || checkHours == 0) {
         return std::nullopt;
     }
-    return Setting{maxAgeDays * kSecondsPerDay, std::min(std::chrono::hours(checkHours), kLongestInterval)};
+    return Setting{maxAgeDays * kSecondsPerDay, std::chrono::hours(checkHours)};
 }
 
 void PeriodicKeyUpdate::Run()
@@ -97,8 +97,13 @@ KeyAgeLimits PeriodicKeyUpdate::Limits() const
 
 std::chrono::hours PeriodicKeyUpdate::Interval() const
 {
-    return std::min(root.has_value() ? root->interval : kLongestInterval,
-                    master.has_value() ? master->interval : kLongestInterval);
+    std::chrono::hours shortest = kLongestInterval;
+    for (const std::optional<Setting> &setting : {root, master}) {
+        if (setting.has_value()) {
+            shortest = std::min(shortest, setting->interval);
+        }
+    }
+    return shortest;
 }
 
 }  // namespace zef

@@ -19,6 +19,7 @@ constexpr int kNever = -1;
 std::atomic<int> callsLeft{kNever};
 std::atomic<bool> reached{false};
 std::atomic<bool> active{false};
+std::atomic<int> busyCalls{0};
 std::atomic<bool> memoryCanBeLocked{true};
 std::atomic<int64_t> pretendedUser{-1};
 zef::FailingSystem::Way way = zef::FailingSystem::Way::Error;
@@ -45,6 +46,8 @@ extern "C" {
 
 int __real_openat(int directory, const char *path, int flags, ...);
 int __real_fchmod(int file, mode_t mode);
+int __real_flock(int file, int operation);
+ssize_t __real_read(int file, void *bytes, size_t size);
 ssize_t __real_write(int file, const void *bytes, size_t size);
 int __real_fsync(int file);
 int __real_renameat(int oldDirectory, const char *oldPath, int newDirectory, const char *newPath);
@@ -69,6 +72,11 @@ int __wrap_fchmod(int file, mode_t mode)
     return GoesWrong() ? -1 : __real_fchmod(file, mode);
 }
 
+ssize_t __wrap_read(int file, void *bytes, size_t size)
+{
+    return GoesWrong() ? -1 : __real_read(file, bytes, size);
+}
+
 // A disk that fills up, and a process that dies, in the middle of a file: half of the bytes are written.
 ssize_t __wrap_write(int file, const void *bytes, size_t size)
 {
@@ -91,6 +99,16 @@ int __wrap_renameat(int oldDirectory, const char *oldPath, int newDirectory, con
 int __wrap_unlinkat(int directory, const char *path, int flags)
 {
     return GoesWrong() ? -1 : __real_unlinkat(directory, path, flags);
+}
+
+int __wrap_flock(int file, int operation)
+{
+    if (busyCalls > 0) {
+        --busyCalls;
+        errno = EWOULDBLOCK;
+        return -1;
+    }
+    return __real_flock(file, operation);
 }
 
 uid_t __wrap_geteuid(void)
@@ -126,6 +144,21 @@ FailingSystem::~FailingSystem()
 bool FailingSystem::HasFailed() const
 {
     return reached;
+}
+
+BusyLock::BusyLock(int callCount)
+{
+    busyCalls = callCount;
+}
+
+BusyLock::~BusyLock()
+{
+    busyCalls = 0;
+}
+
+int BusyLock::CallsLeft() const
+{
+    return busyCalls;
 }
 
 NoLockedMemory::NoLockedMemory()

@@ -4,8 +4,8 @@
 
 namespace zef {
 
-// Counts openat, fchmod, write, fsync, renameat and unlinkat from its construction to its end, and lets the call with a
-// number (0 for the first) go wrong. One at a time, on one thread.
+// Counts openat, fchmod, read, write, fsync, renameat and unlinkat from its construction to its end, and lets the call
+// with a number (0 for the first) go wrong. One at a time, on one thread.
 class FailingSystem {
 public:
     enum class Way {
@@ -22,6 +22,18 @@ public:
 
     // True once the call with the number was reached.
     bool HasFailed() const;
+};
+
+// Makes the first calls of flock find the file locked by somebody else.
+class BusyLock {
+public:
+    explicit BusyLock(int callCount);
+    ~BusyLock();
+    BusyLock(const BusyLock &) = delete;
+    BusyLock &operator=(const BusyLock &) = delete;
+
+    // How many of those calls have not been made.
+    int CallsLeft() const;
 };
 
 // While it lives, memory cannot be locked.

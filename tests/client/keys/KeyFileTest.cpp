@@ -168,6 +168,20 @@ TEST_F(KeyFileTest, DoesNotReadAHugeFile)
     EXPECT_EQ(contents.reason, path + " is damaged: it is too long for a key file");
 }
 
+TEST_F(KeyFileTest, RefusesAFileThatCannotBeOpened)
+{
+    const FailingSystem failure(0, FailingSystem::Way::Error);
+    EXPECT_EQ(WhyRefused(file), path + " cannot be opened: No space left on device");
+}
+
+TEST_F(KeyFileTest, TakesAFileThatTheDiskDoesNotGiveBackForDamaged)
+{
+    const FailingSystem failure(1, FailingSystem::Way::Error);
+    const KeyFile::Contents contents = file.Read(kDomain);
+    EXPECT_EQ(contents.state, State::Damaged);
+    EXPECT_EQ(contents.reason, path + " is damaged: it cannot be read: No space left on device");
+}
+
 TEST_F(KeyFileTest, RefusesEveryPermissionOfOthers)
 {
     for (const mode_t mode : {0604u, 0602u, 0601u, 0640u, 0620u, 0610u, 0700u, 04600u, 0644u, 0666u, 0777u}) {
@@ -205,8 +219,9 @@ TEST_F(KeyFileTest, RefusesADirectoryInTheFilesPlace)
 
 TEST_F(KeyFileTest, RefusesAPipeWithoutWaitingForIt)
 {
-    ASSERT_EQ(mkfifo((directory.Path() + "/pipe.dat").c_str(), 0600), 0);
-    EXPECT_EQ(WhyRefused(KeyFile(directory.Path() + "/pipe.dat")), directory.Path() + "/pipe.dat is not a regular file");
+    const std::string pipePath = directory.Path() + "/pipe.dat";
+    ASSERT_EQ(mkfifo(pipePath.c_str(), 0600), 0);
+    EXPECT_EQ(WhyRefused(KeyFile(pipePath)), pipePath + " is not a regular file");
 }
 
 TEST_F(KeyFileTest, RefusesAnotherUsersFile)
@@ -234,14 +249,23 @@ TEST_F(KeyFileTest, RefusesTheKeysOfAnotherDomain)
     const KeyFile::Contents contents = file.Read(3);
     EXPECT_EQ(contents.state, State::Refused);
     EXPECT_EQ(contents.reason, path + " holds keys of domain 2, not 3");
-    EXPECT_FALSE(contents.ring.has_value() && contents.state == State::Valid);
+    EXPECT_FALSE(contents.ring.has_value());
 }
 
 TEST_F(KeyFileTest, TellsAMissingDirectory)
 {
     std::filesystem::remove_all(directory.Path());
     EXPECT_EQ(WhyDirectoryRefused(), "the directory " + directory.Path() +
-                                         " of the key files cannot be opened: No such file or directory");
+                                         " of the key files is missing. Restore it from a backup; or create new keys "
+                                         "with 'zef_client keys init' and encrypt all passwords anew");
+}
+
+TEST_F(KeyFileTest, TellsWhatIsNoDirectory)
+{
+    std::filesystem::remove_all(directory.Path());
+    WriteBytes(directory.Path(), "");
+    EXPECT_EQ(WhyDirectoryRefused(),
+              "the directory " + directory.Path() + " of the key files cannot be opened: Not a directory");
 }
 
 TEST_F(KeyFileTest, RefusesADirectoryThatOthersCanWriteTo)

@@ -118,7 +118,8 @@ TEST_F(KeyManagerTest, SaysWhyAPasswordDoesNotDecrypt)
     EXPECT_EQ(RecordedLog::Lines("error"),
               (Lines{"error keys: a password cannot be decrypted: it is not a sealed password: it does not begin with "
                      "\"zef1:\"",
-                     "error keys: a password cannot be decrypted: it was sealed with a key that the key files do not hold",
+                     "error keys: a password cannot be decrypted: it was sealed with a key that the key files do not "
+                     "hold",
                      "error keys: a password cannot be decrypted: domain 3 was asked for, the keys are those of domain "
                      "2"}));
 }

@@ -249,6 +249,19 @@ TEST(KeyRingTest, CanReplaceItselfAndItsAncestorsOnly)
     EXPECT_FALSE(NewRing().CanReplace(ring));
 }
 
+TEST(KeyRingTest, CannotReplaceARingOfAnotherStoreOrDomain)
+{
+    const KeyRing ring = NewRing();
+    KeyRing::Head otherStore = ring.GetHead();
+    ++otherStore.storeId[0];
+    KeyRing::Head otherDomain = ring.GetHead();
+    otherDomain.domain = 3;
+    for (const KeyRing::Head &head : {otherStore, otherDomain}) {
+        const KeyRing other(head, ring.GetMasterKeys(), SecretBuffer(ring.RootKey(), 2 * KeyRing::kKeyBytes));
+        EXPECT_FALSE(other.CanReplace(ring));
+    }
+}
+
 TEST(KeyRingTest, CannotReplaceARingThatHasTakenAnotherCourse)
 {
     const KeyRing ring = NewRing();

@@ -67,7 +67,8 @@ TEST_F(KeyStoreTest, RepairsAMissingFileFromTheOther)
 {
     files.Create();
     const std::string bytes = BytesOf(files.primary);
-    for (const auto &[missing, other] : {std::pair(files.primary, files.standby), std::pair(files.standby, files.primary)}) {
+    for (const auto &[missing, other] :
+         {std::pair(files.primary, files.standby), std::pair(files.standby, files.primary)}) {
         std::filesystem::remove(missing);
         EXPECT_EQ(files.Load().warnings,
                   std::vector<std::string>{missing + " is missing; it was repaired from " + other});
@@ -125,9 +126,9 @@ TEST_F(KeyStoreTest, UsesTheGoodFileEvenWhenTheOtherCannotBeRepaired)
     WriteBytes(files.primary, "rubbish");
     std::filesystem::create_directory(files.primary + ".new");
     const KeyStore::Loaded loaded = files.Load();
-    EXPECT_EQ(loaded.warnings, std::vector<std::string>{files.primary + " is damaged: it is cut short, and it cannot be "
-                                                        "repaired from " + files.standby + ": " + files.primary +
-                                                        " cannot be written: File exists"});
+    EXPECT_EQ(loaded.warnings,
+              std::vector<std::string>{files.primary + " is damaged: it is cut short, and it cannot be repaired from " +
+                                       files.standby + ": " + files.primary + " cannot be written: File exists"});
     EXPECT_EQ(loaded.ring->Open(kDomain, ring.Seal(Secret("password"))), "password");
     EXPECT_EQ(BytesOf(files.primary), "rubbish");
 }
@@ -274,11 +275,24 @@ TEST_F(KeyStoreTest, LetsOneAtATimeChangeTheFiles)
     EXPECT_NO_THROW(files.store.Lock(kNoPatience));
 }
 
+TEST_F(KeyStoreTest, WaitsForAnotherProcessToFinish)
+{
+    const BusyLock busy(3);
+    EXPECT_NO_THROW(files.store.Lock(std::chrono::minutes(1)));
+    EXPECT_EQ(busy.CallsLeft(), 0);
+}
+
+TEST_F(KeyStoreTest, DoesNotWaitLongerForTheLockThanItWasTold)
+{
+    const BusyLock busy(100);
+    EXPECT_THROW(files.store.Lock(std::chrono::milliseconds(40)), KeyError);
+    EXPECT_EQ(busy.CallsLeft(), 97);  // at once, and after each of two pauses of 20 ms
+}
+
 TEST_F(KeyStoreTest, CannotLockAMissingDirectory)
 {
     std::filesystem::remove_all(files.directory.Path());
-    EXPECT_EQ(WhyNotLoaded(), "the directory " + files.directory.Path() +
-                                  " of the key files cannot be opened: No such file or directory");
+    EXPECT_EQ(WhyNotLoaded().find("the directory " + files.directory.Path() + " of the key files is missing"), 0u);
 }
 
 TEST_F(KeyStoreTest, KnowsWhatNewKeysWouldLose)

@@ -31,10 +31,13 @@ constexpr const char *kControlC = "\x03";
 // A terminal, its user, and a program that reads a password from it.
 class PasswordInputTest : public testing::Test {
 protected:
-    PasswordInputTest()
-        : user(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC)),
-          terminal((grantpt(user.Get()), unlockpt(user.Get()), open(ptsname(user.Get()), O_RDWR | O_NOCTTY | O_CLOEXEC)))
+    PasswordInputTest() : user(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC)), terminal(OpenTerminalOf(user.Get())) {}
+
+    static int OpenTerminalOf(int userEnd)
     {
+        EXPECT_EQ(grantpt(userEnd), 0);
+        EXPECT_EQ(unlockpt(userEnd), 0);
+        return open(ptsname(userEnd), O_RDWR | O_NOCTTY | O_CLOEXEC);
     }
 
     bool EchoIsOn() const

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <utility>
 #include <vector>
 
 namespace zef {
@@ -75,10 +76,15 @@ TEST_F(PeriodicKeyUpdateTest, ChecksBothKindsAtTheShorterInterval)
 
 TEST_F(PeriodicKeyUpdateTest, NeverChecksForZeroDaysOrZeroHours)
 {
-    update.Schedule(Kind::Root, 0, 6);
-    update.Schedule(Kind::Master, 30, 0);
-    update.Stop();
-    EXPECT_TRUE(Checks().empty());
+    for (const auto &[days, checkHours] : {std::pair(0u, 6u), std::pair(0u, 0u), std::pair(30u, 0u)}) {
+        update.Schedule(Kind::Master, days, checkHours);
+    }
+    update.Schedule(Kind::Root, 30, 6);
+    ASSERT_TRUE(clock.AwaitWait(1));
+    for (const KeyAgeLimits &limits : Checks()) {
+        EXPECT_FALSE(limits.master.has_value());
+    }
+    EXPECT_EQ(Checks().size(), 1u);
 }
 
 TEST_F(PeriodicKeyUpdateTest, ASettingOfZeroEndsTheChecksOfItsKind)

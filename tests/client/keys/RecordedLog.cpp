@@ -20,7 +20,8 @@ std::vector<std::string> lines;
 void FormatLog(LogLevel level, const char *component, fmt::string_view text, fmt::format_args args)
 {
     const std::lock_guard<std::mutex> lock(mutex);
-    lines.push_back(fmt::format("{} {}: {}", kLevelNames[static_cast<int>(level)], component, fmt::vformat(text, args)));
+    const char *const levelName = kLevelNames[static_cast<int>(level)];
+    lines.push_back(fmt::format("{} {}: {}", levelName, component, fmt::vformat(text, args)));
 }
 
 void RecordedLog::Clear()
