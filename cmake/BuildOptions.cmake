@@ -14,7 +14,8 @@ endif()
 # Pins template statics in memory unless told otherwise, which would keep the library from being unloaded.
 check_cxx_compiler_flag(-fno-gnu-unique ZEF_HAVE_NO_GNU_UNIQUE)
 
-# zef_build_options is for what users run. Tests take zef_test_options: they run once, so compiling them fast counts more.
+# zef_build_options is for what users run. Tests take zef_test_options: they run once, so compiling them fast counts
+# more.
 add_library(zef_common_options INTERFACE)
 add_library(zef_build_options INTERFACE)
 target_link_libraries(zef_build_options INTERFACE zef_common_options)

@@ -21,7 +21,8 @@ set(ZEF_CONFIG_PLATFORM_HEADERS
   platform/PlatformApi.h
   platform/SharedBaseConfig.h)
 
-# In the build tree the headers stand as they will once installed: <zef_config/ZefConfig.h>, <zef_config/platform/Log.h>.
+# In the build tree the headers stand as they will once installed: <zef_config/ZefConfig.h>,
+# <zef_config/platform/Log.h>.
 set(ZEF_CONFIG_INCLUDE_DIR ${PROJECT_BINARY_DIR}/include)
 file(MAKE_DIRECTORY ${ZEF_CONFIG_INCLUDE_DIR}/zef_config/platform)
 foreach(header IN LISTS ZEF_CONFIG_PUBLIC_HEADERS)

@@ -1,5 +1,5 @@
-// The delayed task pool: one class seen from two sides. The library commits tasks (it instantiates `commit`); the hosting
-// process supplies everything else, so the data members below are part of the interface between the two.
+// The delayed task pool: one class seen from two sides. The library commits tasks (it instantiates `commit`); the
+// hosting process supplies everything else, so the data members below are part of the interface between the two.
 #ifndef ZEF_CONFIG_THREAD_POOL_H
 #define ZEF_CONFIG_THREAD_POOL_H
 
@@ -21,7 +21,8 @@
 // A queue of named tasks, taken earliest-due first. commit may be called from any thread, a running task included.
 class ZEF_PLATFORM_API ThreadPool {
 public:
-    // A task's body: runs the packaged task that it shares with nobody but its future. Movable and copyable; call it once.
+    // A task's body: runs the packaged task that it shares with nobody but its future. Movable and copyable; call it
+    // once.
     class Body {
     public:
         template <class Result>
@@ -62,8 +63,8 @@ public:
     // Host: milliseconds since power-on, monotonic.
     static uint64_t TimeGetPowerOnMs();
 
-    // Library: queues f(args...) to run `delay` milliseconds from now, 0 for at once. f and args are copied here, so the
-    // task never sees the caller's objects.
+    // Library: queues f(args...) to run `delay` milliseconds from now, 0 for at once. f and args are copied here, so
+    // the task never sees the caller's objects.
     // Returns 0 and the future of the result; or -1 when the pool accepts no tasks: the task is then dropped and its
     // future reports a broken promise. Throws what allocation or locking throws, with the queue unchanged.
     template <class F, class... Args>

@@ -45,11 +45,11 @@ void AddLogOptions(CLI::App &app, Arguments &arguments)
 CLI::App *AddRun(CLI::App &app, Arguments &arguments)
 {
     GatewayOptions &gateway = arguments.run.gateway;
-    CLI::App *const run = app.add_subcommand("run", "Connect to the configured storage and serve until SIGINT or SIGTERM");
+    CLI::App *const run = app.add_subcommand("run", "Connect to the storage and serve until SIGINT or SIGTERM");
     run->add_option("--port", gateway.arrayPort, "TCP port of the array's portals")
         ->check(CLI::Range(1, 65535))
         ->capture_default_str();
-    run->add_option("--target", gateway.targetName, "iSCSI name of the array's target [default: the only one it offers]");
+    run->add_option("--target", gateway.targetName, "iSCSI name of the target [default: the only one offered]");
     run->add_option("--initiator", gateway.initiatorName, "iSCSI name of this client [default: made from its UUID]");
     run->add_option("--connect-timeout", arguments.connectSeconds, "Seconds for each TCP connection to the array")
         ->check(CLI::Range(1, 3600))
@@ -57,7 +57,7 @@ CLI::App *AddRun(CLI::App &app, Arguments &arguments)
     run->add_option("--login-timeout", arguments.loginSeconds, "Seconds for connection and login together")
         ->check(CLI::Range(1, 3600))
         ->capture_default_str();
-    run->add_option("--probe-timeout", arguments.probeSeconds, "Seconds for finding local addresses that reach the array")
+    run->add_option("--probe-timeout", arguments.probeSeconds, "Seconds for finding addresses that reach the array")
         ->check(CLI::Range(1, 3600))
         ->capture_default_str();
     run->add_option("--sysfs", gateway.sysfsRoot, "Where Fibre Channel ports are looked for")->capture_default_str();
@@ -115,7 +115,8 @@ int Run(const Arguments &arguments)
 int RunCommandLine(int argc, char **argv)
 {
     Arguments arguments;
-    CLI::App app("Client of a block-storage array: logs in over every address pair and keeps the links up.", "zef_client");
+    CLI::App app("Client of a block-storage array: logs in over every address pair and keeps the links up",
+                 "zef_client");
     app.set_version_flag("--version", "zef_client " ZEF_VERSION);
     app.require_subcommand(1);
     const CLI::App *const run = AddRun(app, arguments);

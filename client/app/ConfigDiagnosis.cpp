@@ -104,8 +104,10 @@ std::string DiagnoseSwitches(const ConfigNode &config)
             return std::string(name[i]) + " is " + Quoted(value[i]) + "; it must be ON or OFF";
         }
     }
-    return value[0] == "ON" && value[1] == "OFF" ? "Compression is ON while Deduplication is OFF; it needs Deduplication"
-                                                 : "";
+    if (value[0] == "ON" && value[1] == "OFF") {
+        return "Compression is ON while Deduplication is OFF; it needs Deduplication";
+    }
+    return "";
 }
 
 }  // namespace

@@ -14,7 +14,8 @@ struct RunOptions {
 };
 
 // Initialises and starts the library, prints each change of a link's state on standard output, serves until SIGINT or
-// SIGTERM, and finishes. SIGUSR1 prints a table of all links. Returns the exit status: 0 after a stop that was asked for,
+// SIGTERM, and finishes. SIGUSR1 prints a table of all links. Returns the exit status: 0 after a stop that was asked
+// for,
 // 1 when the client did not come up; the log says why. To be called once per process, by its main thread.
 int RunClient(const RunOptions &options);
 

@@ -15,8 +15,8 @@
 
 namespace zef {
 
-// Prints, in the order in which it was asked, on a thread of its own: a reader that stalls holds up neither a link nor the
-// main thread, and a table may wait for the moment between two tasks in which the registry can be read.
+// Prints, in the order in which it was asked, on a thread of its own: a reader that stalls holds up neither a link
+// nor the main thread, and a table may wait for the moment between two tasks in which the registry can be read.
 class StatusPrinter {
 public:
     // `takeStatus` is called on the printer's thread for each table, and may block. `descriptor` is where lines go; it

@@ -18,8 +18,8 @@ struct ClientStatus {
     std::vector<std::string> unreachable;  // array addresses that no local address reaches
 };
 
-// Several lines, each ended by a line feed: the identity, then a table with one line a link, or a line that says there is
-// none. Control characters in causes, which come from arrays, are shown as "?".
+// Several lines, each ended by a line feed: the identity, then a table with one line a link, or a line that says
+// there is none. Control characters in causes, which come from arrays, are shown as "?".
 std::string FormatStatus(const ClientStatus &status);
 
 }  // namespace zef

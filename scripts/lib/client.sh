@@ -4,8 +4,8 @@
 confDir=/opt/quenlar/vextramo/conf
 clientPid=
 
-# own_file_systems: empty file systems over what the client and the array write to; only this script and its children see
-# them.
+# own_file_systems: empty file systems over what the client and the array write to; only this script and its children
+# see them.
 own_file_systems() {
     mount -t tmpfs -o mode=755 own /opt
     mount -t tmpfs -o mode=755 own /run

@@ -19,8 +19,8 @@ public:
     ConfigMgr(const ConfigMgr &) = delete;
     ConfigMgr &operator=(const ConfigMgr &) = delete;
 
-    // Loads a file unless a document is held already, which is then kept. Returns 0, or the positive errno when the file
-    // cannot be opened. A file that opens but does not parse gives 0 as well, and no document: GetConfig tells.
+    // Loads a file unless a document is held already, which is then kept. Returns 0, or the positive errno when the
+    // file cannot be opened. A file that opens but does not parse gives 0 as well, and no document: GetConfig tells.
     int ReadConfig(std::string path);
 
     // Makes an empty document of XML version 1.0 unless one is held, and returns its root.
@@ -42,9 +42,9 @@ private:
 // Saves a document over an existing file so that the file is at every moment the old or the new one: the text goes to
 // "<path>.bak", readable by its owner alone, reaches the disk, gets the permission bits of the target and is renamed
 // over it. White space inside values is dropped, and what does not fit 32767 bytes is cut.
-// Returns 0; a negated errno when the temporary file cannot be opened, written or closed; -1 when there is no document or
-// no temporary path, or when the target does not exist, its mode cannot be copied or the rename fails. On failure the
-// target is untouched and the temporary file is gone.
+// Returns 0; a negated errno when the temporary file cannot be opened, written or closed; -1 when there is no
+// document or no temporary path, or when the target does not exist, its mode cannot be copied or the rename fails. On
+// failure the target is untouched and the temporary file is gone.
 ZEF_CONFIG_API int ZefIntCfgSaveInner(mxml_node_t *document, const char *path);
 
 // Returns path + ".bak" in memory that the caller releases with free, or null.

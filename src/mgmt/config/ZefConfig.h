@@ -1,7 +1,8 @@
 // Entry points of the configuration library: its life, and what a running client asks it.
 //
 // A service process calls ZefConfigInit once, ZefConfigStart once, and ZefConfigFinish when it stops, one after the
-// other from one control thread; nothing guards against another order. The queries may be called from any thread between
+// other from one control thread; nothing guards against another order. The queries may be called from any thread
+// between
 // Start and Finish, but not beside a change of the storage registry, which has no lock.
 //
 // Results are 0 for success and -1 for failure. Nothing catches exceptions: std::bad_alloc reaches the caller.

@@ -36,9 +36,9 @@ public:
 // Registers the storage object at `index` of a node of all StorageObject elements.
 ZEF_CONFIG_API int CreateStorageFromConfig(ConfigNode &list, const int &index);
 
-// Link tasks, in LinkTasks.cpp. Each is one step of the chain connect, create link, set WWN, and runs on the task pool's
-// worker. A step that fails commits its own retry two seconds later; a retry ends the chain when the storage object, the
-// array address or the pair is gone from the registry.
+// Link tasks, in LinkTasks.cpp. Each is one step of the chain connect, create link, set WWN, and runs on the task
+// pool's worker. A step that fails commits its own retry two seconds later; a retry ends the chain when the storage
+// object, the array address or the pair is gone from the registry.
 
 // Finds the local addresses that reach an array address, records the pairs and creates a link for each.
 ZEF_CONFIG_API void ConnectTask(const std::string &name, const std::string &ip);

@@ -14,7 +14,8 @@
 // There is no lock. Tasks on the pool's worker read and change records, so whoever calls from another thread makes sure
 // that no task runs meanwhile. References into the list live until the list next changes.
 //
-// An address list is one text of array addresses separated by ";". Passwords are in encrypted text form and not checked.
+// An address list is one text of array addresses separated by ";". Passwords are in encrypted text form and not
+// checked.
 // Refusals are reported in the protocol log and leave everything as it was.
 class ZEF_CONFIG_API ZefStorageManager {
 public:
@@ -36,7 +37,8 @@ public:
     // 1 to 127 ASCII letters, digits, underscores, slashes, full stops and hyphens.
     static bool IsValidStorageName(const std::string &name);
 
-    // Creates a storage object that is reached over IP, with its array addresses. An empty list is reported, not refused.
+    // Creates a storage object that is reached over IP, with its array addresses. An empty list is reported, not
+    // refused.
     static int CreateStorage(const std::string &name, const std::string &user, const std::string &password,
                              const std::string &ips);
     // Creates a storage object without addresses, of the given link type.
@@ -53,8 +55,8 @@ public:
     static void DeleteStorageIps(const std::string &name, const std::string &ips);
     // Removes all pairs towards these array addresses, connected or not, and keeps the addresses.
     static void DeleteStorageIpPairs(const std::string &name, const std::string &ips);
-    // Removes one connected pair, written local address, ":", array address; with the last connected pair towards it the
-    // array address goes too.
+    // Removes one connected pair, written local address, ":", array address; with the last connected pair towards it
+    // the array address goes too.
     static void DeleteStorageIpPair(const std::string &name, const std::string &pair);
     // Removes everything.
     static void Clear();
