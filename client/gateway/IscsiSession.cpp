@@ -159,7 +159,7 @@ void IscsiSession::Service(short revents)
 {
     const int events = revents & ~POLLRDHUP;
     if (step != Step::Ended && events != 0 && iscsi_service(context.get(), events) != 0) {
-        End(fmt::format("connection lost: {}", ErrorText()));
+        End(LossText());
     }
     NoticeHangUp(revents);
 }
@@ -251,7 +251,12 @@ void IscsiSession::Expect(scsi_task *sent)
 
 void IscsiSession::OnAnswer(int status, scsi_task *answered)
 {
-    if (answered != nullptr) {
+    if (status >= SCSI_STATUS_CANCELLED) {
+        // No answer: libiscsi gives a session up, and with it its commands. It may leave the connection open.
+        if (step == Step::LoggedIn) {
+            End(LossText());
+        }
+    } else if (answered != nullptr) {
         answer.status = status;
         answer.senseKey = answered->sense.key;
         answer.data.assign(answered->datain.data, answered->datain.data + answered->datain.size);
@@ -275,6 +280,14 @@ bool IscsiSession::TakeAnswer(ScsiAnswer &taken)
 std::string IscsiSession::ErrorText() const
 {
     return Printable(iscsi_get_error(context.get()));
+}
+
+// libiscsi's own words for a session that broke only tell what it did not do.
+std::string IscsiSession::LossText() const
+{
+    const std::string text = ErrorText();
+    const bool isUseless = text.empty() || text.find("Can not reconnect") != std::string::npos;
+    return isUseless ? "the session broke off" : fmt::format("connection lost: {}", text);
 }
 
 void IscsiSession::End(const std::string &why)

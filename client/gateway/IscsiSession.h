@@ -89,6 +89,7 @@ private:
     void ForgetCredential();
     void NoticeHangUp(short revents);
     std::string ErrorText() const;
+    std::string LossText() const;
     void End(const std::string &why);
 
     const SessionPlan plan;

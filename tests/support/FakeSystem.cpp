@@ -40,11 +40,15 @@ FakeSystem &FakeSystem::Get()
     return system;
 }
 
+// Seen from outside: the linker wants shared libraries that make these calls to find them.
+#pragma GCC visibility push(default)
+
 extern "C" {
 
 void *__real_malloc(size_t size);
 int __real_fsync(int descriptor);
 int __real_fclose(FILE *file);
+int __real_fchmod(int descriptor, mode_t mode);
 int __real_chmod(const char *path, mode_t mode);
 int __real_rename(const char *from, const char *to);
 FILE *__real_fdopen(int descriptor, const char *mode);
@@ -111,6 +115,15 @@ int __wrap_fclose(FILE *file)
     return MustFail(FakeSystem::Get().fcloseErrno) ? EOF : result;
 }
 
+int __wrap_fchmod(int descriptor, mode_t mode)
+{
+    FakeSystem &system = FakeSystem::Get();
+    if (system.onFchmod) {
+        system.onFchmod(descriptor, mode);
+    }
+    return __real_fchmod(descriptor, mode);
+}
+
 int __wrap_chmod(const char *path, mode_t mode)
 {
     FakeSystem &system = FakeSystem::Get();
@@ -134,3 +147,5 @@ FILE *__wrap_fdopen(int descriptor, const char *mode)
     return MustFail(FakeSystem::Get().fdopenErrno) ? nullptr : __real_fdopen(descriptor, mode);
 }
 }
+
+#pragma GCC visibility pop

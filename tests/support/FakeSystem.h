@@ -34,6 +34,7 @@ public:
 
     // Called in front of each such call: to look at the temporary file on its way.
     std::function<void(int descriptor)> onFsync;
+    std::function<void(int descriptor, mode_t mode)> onFchmod;
     std::function<void(const std::string &path, mode_t mode)> onChmod;
     std::function<void(const std::string &from, const std::string &to)> onRename;
 

@@ -46,6 +46,9 @@ void LockRecorder::Reset()
     onNotifyOne = nullptr;
 }
 
+// Seen from outside: the linker wants shared libraries that make these calls to find them.
+#pragma GCC visibility push(default)
+
 extern "C" {
 
 int __real_pthread_mutex_lock(pthread_mutex_t *mutex);
@@ -82,3 +85,5 @@ void __wrap__ZNSt18condition_variable10notify_oneEv(std::condition_variable *con
     __real__ZNSt18condition_variable10notify_oneEv(condition);
 }
 }
+
+#pragma GCC visibility pop

@@ -11,9 +11,9 @@
 
 namespace zef {
 
-// Everything that cannot be done throws std::runtime_error with a text that says what to do, such as installing tgt; a test
-// that needs the array thus fails. All files lie in a directory of the object's own, the control socket too, so nothing
-// of the machine is touched and several arrays live side by side. Ends its tgtd when it goes.
+// Everything that cannot be done throws std::runtime_error with a text that says what to do, such as installing tgt;
+// a test that needs the array thus fails. All files lie in a directory of the object's own, the control socket too,
+// so nothing of the machine is touched and several arrays live side by side. Ends its tgtd when it goes.
 class TgtArray {
 public:
     struct Settings {

@@ -34,8 +34,9 @@ protected:
     // Runs what is queued whatever its due time, earliest first, and returns the names in that order.
     std::vector<std::string> RunAll()
     {
+        constexpr size_t kEnough = 10000;
         std::vector<std::string> names;
-        while (!pool.tasks.empty()) {
+        while (!pool.tasks.empty() && names.size() < kEnough) {
             std::pop_heap(pool.tasks.begin(), pool.tasks.end(), ThreadPool::cmp());
             ThreadPool::Task task = std::move(pool.tasks.back());
             pool.tasks.pop_back();
@@ -47,6 +48,9 @@ protected:
 
     static bool IsBrokenPromise(std::future<void> &future)
     {
+        if (future.wait_for(std::chrono::seconds(0)) != std::future_status::ready) {
+            return false;
+        }
         try {
             future.get();
         } catch (const std::future_error &error) {
@@ -136,7 +140,7 @@ TEST_F(ThreadPoolCommitTest, TheQueueIsAHeapAfterEveryCommit)
     EXPECT_THAT(pool.tasks, SizeIs(300));
 }
 
-// A commit appends and sifts up while the parent is due later: entries due no earlier than their parents stay at the end.
+// A commit appends and sifts up while the parent is due later: entries due no earlier than their parents stay there.
 TEST_F(ThreadPoolCommitTest, ATaskIsAppendedAndRisesOnlyAboveLaterOnes)
 {
     const auto names = [this] {

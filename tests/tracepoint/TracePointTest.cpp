@@ -1,5 +1,5 @@
-// The trace-point hooks of the library are empty, so nothing shows whether and when it calls them. The loader lets a host
-// replace exported functions; this program is such a host, and its hooks can be seen.
+// The trace-point hooks of the library are empty, so nothing shows whether and when it calls them. The loader lets a
+// host replace exported functions; this program is such a host, and its hooks can be seen.
 #include "support/FakePlatform.h"
 #include "support/OptFolder.h"
 

@@ -272,6 +272,17 @@ TEST_F(ProtocolLogTest, TheDueTimeOfTheReportWrapsWithTheClock)
     EXPECT_THAT(Reports(), ElementsAre(Report(2)));
 }
 
+// The due time has wrapped already and the clock not yet: the report comes at once.
+TEST_F(ProtocolLogTest, ADueTimeBehindTheWrapOfTheClockIsReachedAtOnce)
+{
+    const uint64_t firstReport = UINT64_MAX - 99999;
+    EXPECT_EQ(Admitted(firstReport - kBurst, 4), 3);
+    EXPECT_EQ(Admitted(firstReport, 5), 3);
+    EXPECT_THAT(Reports(), ElementsAre(Report(1)));
+    EXPECT_TRUE(AdmitsAt(firstReport + kBurst));
+    EXPECT_THAT(Reports(), ElementsAre(Report(2)));
+}
+
 TEST_F(ProtocolLogTest, ALevelAboveTheThresholdIsDroppedAndNotCounted)
 {
     g_infra_log_lvl = kLevel - 1;

@@ -498,6 +498,16 @@ TEST_F(SafeSaveTest, TheTemporaryFileIsItsOwnersAlone)
     }
 }
 
+// Between its creation and any later change somebody else could open it.
+TEST_F(SafeSaveTest, TheTemporaryFileIsCreatedForItsOwnerAlone)
+{
+    const UmaskScope umask(0);
+    mode_t created = 07777;
+    system.onFchmod = [&](int, mode_t) { created = FileMode(temporary); };
+    EXPECT_EQ(Save(kSmall), 0);
+    EXPECT_EQ(created, 0600U);
+}
+
 TEST_F(SafeSaveTest, ALeftOverTemporaryFileIsOverwrittenAndMadeItsOwnersAlone)
 {
     WriteFile(temporary, std::string(10000, 'z'));

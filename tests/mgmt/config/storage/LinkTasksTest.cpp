@@ -438,7 +438,7 @@ TEST_F(LinkTasksTest, APairTooManyIsDroppedAlsoWhenItHasTheRightWwn)
     Answers({{pairs[0], {7, kUp}}});
     Register(kName, {kIp}, pairs).SetWwn(7);
     SetWwnTask(kName, pairs[0], 0);
-    EXPECT_THAT(Array().GetIpParis(), SizeIs(32));
+    ASSERT_THAT(Array().GetIpParis(), SizeIs(32));
     EXPECT_EQ(Array().GetIpParis().front(), pairs[1]);
 }
 
@@ -681,7 +681,7 @@ TEST_F(LinkTasksTest, RetryConnectTaskCommitsAConnectTaskTwoSecondsLater)
 {
     Register(kName, {kIp});
     RetryConnectTask(kName, kIp);
-    EXPECT_THAT(Logged(), ElementsAre(Message(kNotice, "RetryConnectTask", "retry connect task.")));
+    ASSERT_THAT(Logged(), ElementsAre(Message(kNotice, "RetryConnectTask", "retry connect task.")));
     EXPECT_EQ(platform.logs[0].queuedTasks, 0U);
     EXPECT_THAT(platform.QueuedNames(), ElementsAre("RetryConnectTask:array110.0.0.1"));
     EXPECT_THAT(platform.QueuedDueTimes(), ElementsAre(7000));
@@ -724,14 +724,14 @@ TEST_F(LinkTasksTest, RetryCreateLinkTaskCommitsACreateLinkTaskTwoSecondsLater)
 {
     Register(kName, {kIp}, {kPair});
     RetryCreateLinkTask(kName, kPair);
-    EXPECT_THAT(Logged(), ElementsAre(Message(kNotice, "RetryCreateLinkTask", "retry create link task.")));
+    ASSERT_THAT(Logged(), ElementsAre(Message(kNotice, "RetryCreateLinkTask", "retry create link task.")));
     EXPECT_EQ(platform.logs[0].queuedTasks, 0U);
     EXPECT_THAT(platform.QueuedNames(), ElementsAre("RetryCreateLinkTask:array11.1.1.110.0.0.1"));
     EXPECT_THAT(platform.QueuedDueTimes(), ElementsAre(7000));
     EXPECT_THAT(platform.calls, IsEmpty());
     platform.Advance(2000);
     EXPECT_EQ(platform.RunDue(1), 1);
-    EXPECT_EQ(platform.calls.front(), Create(kPair));
+    EXPECT_EQ(CountCalls(Create(kPair)), 1U);
 }
 
 TEST_F(LinkTasksTest, RetryCreateLinkTaskEndsTheChainWhenThePairIsGone)
@@ -760,7 +760,7 @@ TEST_F(LinkTasksTest, RetrySetWwnTaskCommitsASetWwnTaskTwoSecondsLater)
 {
     Register(kName, {kIp}, {kPair});
     RetrySetWwnTask(kName, kPair, 0);
-    EXPECT_THAT(Logged(), ElementsAre(Message(kNotice, "RetrySetWwnTask", "retry set wwn task.")));
+    ASSERT_THAT(Logged(), ElementsAre(Message(kNotice, "RetrySetWwnTask", "retry set wwn task.")));
     EXPECT_EQ(platform.logs[0].queuedTasks, 0U);
     EXPECT_THAT(platform.QueuedNames(), ElementsAre("RetrySetWwnTask:array11.1.1.110.0.0.1"));
     EXPECT_THAT(platform.QueuedDueTimes(), ElementsAre(7000));
@@ -894,8 +894,7 @@ TEST_F(LinkTasksTest, RetrySetWwnTaskCountsOnThePairsFromBeforeItsQueries)
 {
     const IpPair third("1.1.1.3", kIp);
     platform.onLinkInfo = [](const std::string &, const std::string &, OrnLinkInfo &info) {
-        Array().ClearIpParis();
-        MoveRecords();
+        Array().SetIpParis({kElsewhere, kElsewhere, kElsewhere});
         info.status = kUp;
         return 0;
     };

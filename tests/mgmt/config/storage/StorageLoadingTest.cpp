@@ -248,8 +248,8 @@ TEST_F(StorageLoadingTest, AnElementMayHoldSeveralAddresses)
     EXPECT_EQ(Only().GetIps(), "10.0.0.1;10.0.0.2;10.0.0.3");
 }
 
-// An empty element in the node's last place leaves a separator at the very end of the joined text, which yields no piece;
-// with one separator more, or one less, the text would be refused or its pieces would run together.
+// An empty element in the node's last place leaves a separator at the very end of the joined text, which yields no
+// piece; with one separator more, or one less, the text would be refused or its pieces would run together.
 TEST_F(StorageLoadingTest, TheJoinedTextHasNoTrailingSeparatorOfItsOwn)
 {
     Add({"array1", "admin", "0", "sealed:secret", {"", "", ""}});
@@ -560,8 +560,9 @@ TEST_F(StorageLoadingTest, ConnectStorageIpsCommitsInAscendingOrder)
     EXPECT_EQ(ZefStorageController::ConnectStorageIps(storage), 0);
     storage = ZefStorage();
     // The heap takes tasks of equal due time in no defined order, but appends each one at its end.
-    ASSERT_EQ(Queued(), 3U);
-    for (const ThreadPool::Task &task : platform.Pool().tasks) {
+    const std::vector<ThreadPool::Task> tasks = platform.Pool().tasks;
+    ASSERT_THAT(tasks, SizeIs(3));
+    for (const ThreadPool::Task &task : tasks) {
         std::get<2>(task)();
     }
     EXPECT_THAT(platform.calls,

@@ -204,7 +204,8 @@ TEST_F(ZefStorageCreationTest, CreationTakesTextsOfTheListThatGrows)
     Register("array1", {"10.0.0.1"});
     ZefStorageManager::GetStorageAll().shrink_to_fit();
     const ZefStorage &old = ZefStorageManager::GetStorageAll().front();
-    EXPECT_EQ(ZefStorageManager::CreateStorage("array2", old.GetUser(), old.GetPassword(), *old.GetIpList().begin()), 0);
+    const std::string &ips = *old.GetIpList().begin();
+    EXPECT_EQ(ZefStorageManager::CreateStorage("array2", old.GetUser(), old.GetPassword(), ips), 0);
     EXPECT_EQ(ZefStorageManager::GetByName("array2").GetPassword(), "sealed:secret");
     EXPECT_THAT(IpsOf("array2"), ElementsAre("10.0.0.1"));
 }
@@ -393,8 +394,8 @@ TEST_F(ZefStorageCreationTest, AdditionByAnInvalidNameIsRefusedThoughItIsRegiste
 
 // Exceptions
 
-// Runs the operation again and again, each time with one more allocation that succeeds, until it goes through. Whenever it
-// throws, the registry has to be as it was.
+// Runs the operation again and again, each time with one more allocation that succeeds, until it goes through. Whenever
+// it throws, the registry has to be as it was.
 void ExpectAllOrNothing(const std::function<void()> &operation, const std::function<void()> &expectUnchanged)
 {
     constexpr int kEnough = 1000;
@@ -422,7 +423,7 @@ TEST_F(ZefStorageCreationTest, AListThatCannotGrowKeepsItsContents)
     const std::string name(60, 'n');  // fits no small buffer of a string
     ExpectAllOrNothing(
         [&name] {
-            (void)ZefStorageManager::CreateStorage(name, "administrator_of_array", "sealed:secret", "10.0.0.1;10.0.0.2");
+            (void)ZefStorageManager::CreateStorage(name, "administrator", "sealed:secret", "10.0.0.1;10.0.0.2");
         },
         [] {
             EXPECT_THAT(Names(), ElementsAre("array0"));

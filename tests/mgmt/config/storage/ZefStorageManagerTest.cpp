@@ -443,7 +443,8 @@ TEST_F(ZefStorageManagerTest, DeleteStorageIpPairIgnoresWhatFollowsASecondColon)
 TEST_F(ZefStorageManagerTest, DeleteStorageIpPairWithoutAColonChangesNothing)
 {
     ZefStorage &storage = Register("array1", {"10.0.0.1"}, {kFirst});
-    for (const char *const pair : {"", "1.1.1.1", "10.0.0.1", "1.1.1.1;10.0.0.1", "1.1.1.1:", ":", "1.1.1.1::10.0.0.1"}) {
+    for (const char *const pair :
+         {"", "1.1.1.1", "10.0.0.1", "1.1.1.1;10.0.0.1", "1.1.1.1:", ":", "1.1.1.1::10.0.0.1"}) {
         ZefStorageManager::DeleteStorageIpPair("array1", pair);
         EXPECT_THAT(storage.GetIpParis(), ElementsAre(kFirst)) << pair;
         EXPECT_THAT(storage.GetIpList(), ElementsAre("10.0.0.1")) << pair;

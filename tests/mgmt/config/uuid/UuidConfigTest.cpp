@@ -105,6 +105,9 @@ TEST_F(UuidConfigTest, RefusesEveryOtherText)
         "0123abcd-ABC-D0a1B-9f9F-00112233aabb",
         "0123abcd-ABCD-0a1B-9f9-F00112233aabb",
         "0123abcd-ABCD-0a1B-00112233aabb",
+        "0123abcd-ABCD-0a1B-9f9F-9f9F-00112233aabb",
+        "0123abcd-ABCDE-0a1B-9f9F-00112233aabb",
+        "0123abcd-ABCD-0a1B-9f9-00112233aabb",
         "0123abcd-ABCD-0a1B-9f9F-9f9F-00112233",
         "------------------------------------",
     };
