@@ -9,8 +9,8 @@
 
 extern "C" {
 
-// Hands the client's UUID to the client-information and Hib components, in this order, from the thread that
-// initialises the library. The text is borrowed for the call; 0 on success.
+// The client-information component and the Hib component are told the client's UUID, one after the other, by the thread
+// that initialises the library. The text is borrowed for the call; 0 on success.
 ZEF_PLATFORM_API int ZefClientInfoSetUuid(const char *uuid);
 ZEF_PLATFORM_API int HibSetClientUuid(const char *uuid);
 

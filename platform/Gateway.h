@@ -53,15 +53,15 @@ ZEF_PLATFORM_API int OrnDeleteTarnLink(const char *localAddr, const char *storag
 // Fills `info` with the link of a pair. The library presets WWN and status with all bits set before it asks.
 ZEF_PLATFORM_API int OrnGetLinkInfoByIpPair(const char *localAddr, const char *storageAddr, OrnLinkInfo *info);
 
-// Fills up to `count` records with the Fibre Channel links of an engine (always 1) from the first record on, stores
-// their number in countOut, and leaves the remaining records as they are.
+// Fills up to `count` records with the links of an engine (always 1) from the first record on, stores their number in
+// countOut, and leaves the remaining records as they are. Asked for Fibre Channel only.
 ZEF_PLATFORM_API int OrnGetAllLinkInfoByEngine(OrnLinkInfo *records, uint32_t count, uint32_t *countOut,
                                                uint32_t engine);
 
 // Registers the callback for links that the client does not create itself. kind is always 1; name is the callback's.
 ZEF_PLATFORM_API int OrnClientRegCredential(OrnCredentialCb callback, int32_t kind, const char *name);
 
-// Tells the gateway who the client is, once, before any link.
+// Tells the gateway who the client is, before any link is created. Every initialisation tells it again.
 ZEF_PLATFORM_API int OrnSetClientUuid(const char *uuid);
 }
 

@@ -10,7 +10,7 @@
 
 namespace WoxUtil {
 
-// Loads the keys of a domain (the library's is 2) from two files, each of which suffices. 0 on success.
+// Loads the keys of a domain (the library's is 2) from a primary and a standby file. 0 on success.
 ZEF_PLATFORM_API int32_t Init(uint32_t domain, const std::string &primaryFile, const std::string &standbyFile);
 
 // Ends the periodic updates and forgets all keys. Harmless without Init.

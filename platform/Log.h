@@ -25,8 +25,8 @@ ZEF_PLATFORM_API int yrlog_level_check(int module, int level);
 // Maps one of the levels above to the host's own scale, on which g_infra_log_lvl is measured.
 ZEF_PLATFORM_API int nas_log_map_get(int level);
 
-// A monotonic clock. The library only compares differences: 15000 jiffies end a burst of protocol messages, 150000
-// lie between two reports of suppressed ones.
+// A monotonic clock. 15000 jiffies end a burst of protocol messages; 150000 lie between two reports of suppressed ones,
+// and in front of the first.
 ZEF_PLATFORM_API uint64_t yrax_get_jiffies(void);
 }
 

@@ -15,7 +15,7 @@ namespace zef {
 // apart from each other.
 //
 // Inside a task a pause does nothing and returns at once, since the task itself could never end otherwise. With one
-// worker in the process that worker is already between tasks; other workers are not held up.
+// worker in the process no other task runs then anyway; other workers are not held up.
 class TaskPause {
 public:
     TaskPause();

@@ -21,8 +21,7 @@
 // A queue of named tasks, taken earliest-due first. commit may be called from any thread, a running task included.
 class ZEF_PLATFORM_API ThreadPool {
 public:
-    // A task's body: runs the packaged task that it shares with nobody but its future. Movable and copyable; call it
-    // once.
+    // A task's body: runs the packaged task that it owns together with its copies. Cheap to move; call it once.
     class Body {
     public:
         template <class Result>

@@ -7,11 +7,14 @@
 
 #include <cstring>
 
+#include <sys/stat.h>
+
 namespace zef {
 
 namespace {
 
 constexpr int kMaxIps = 16;
+constexpr off_t kMaxFileBytes = 16 * 1024 * 1024;
 
 std::string Quoted(const std::string &text)
 {
@@ -111,6 +114,18 @@ std::string DiagnoseSwitches(const ConfigNode &config)
 }
 
 }  // namespace
+
+std::string DiagnoseFile(const std::string &path)
+{
+    struct stat status = {};
+    if (stat(path.c_str(), &status) != 0) {
+        return "";  // reading it tells why
+    }
+    if (!S_ISREG(status.st_mode)) {
+        return path + " is not a regular file";
+    }
+    return status.st_size > kMaxFileBytes ? path + " is larger than 16 MiB" : "";
+}
 
 std::string DiagnoseInit(const std::string &path)
 {

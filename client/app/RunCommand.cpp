@@ -15,7 +15,9 @@
 #include <zef_config/ZefConfig.h>
 #include <zef_config/ZefStorageManager.h>
 
+#include <memory>
 #include <string>
+#include <vector>
 
 #include <unistd.h>
 
@@ -70,14 +72,35 @@ ClientStatus TakeStatus()
     return status;
 }
 
-// Everything that would keep a task waiting ends first; only then does the library finish, with no task beside it.
-void StopClient()
-{
-    IpUtilSettings::Instance().StopProbing();
-    IpGateway::Instance().Close();
-    const TaskPause pause;
-    ZefConfigFinish();
-}
+// What must be stopped, in this order, however the client ends. Everything that would keep a task waiting goes first, then
+// whoever asks the library; only then does the library finish, with nothing beside it.
+class RunningClient {
+public:
+    explicit RunningClient(const RunOptions &options)
+        : printer(std::make_unique<StatusPrinter>(STDOUT_FILENO, TakeStatus))
+    {
+        IpUtilSettings::Instance().Configure({options.gateway.arrayPort, options.probeDeadline});
+        IpGateway::Instance().Start(options.gateway,
+                                    [this](const LinkState &state) { printer->LinkChanged(state); });
+    }
+
+    ~RunningClient()
+    {
+        IpUtilSettings::Instance().StopProbing();
+        IpGateway::Instance().Close();
+        printer.reset();
+        const TaskPause pause;
+        ZefConfigFinish();
+    }
+
+    RunningClient(const RunningClient &) = delete;
+    RunningClient &operator=(const RunningClient &) = delete;
+
+    void ShowTable() { printer->ShowTable(); }
+
+private:
+    std::unique_ptr<StatusPrinter> printer;
+};
 
 // Most often it is the first start: no keys have been made yet.
 std::string DiagnoseKeys()
@@ -96,8 +119,12 @@ int Refuse(const char *step, const std::string &diagnosis)
     return kExitFailed;
 }
 
-int StartAndServe(MainEvents &events, StatusPrinter &printer)
+int StartAndServe(MainEvents &events, RunningClient &client)
 {
+    const std::string problem = DiagnoseFile(kConfigFile);
+    if (!problem.empty()) {
+        return Refuse("initialise", problem);
+    }
     if (ZefConfigInit() != 0) {
         const std::string diagnosis = DiagnoseInit(kConfigFile);
         return Refuse("initialise", diagnosis.empty() ? DiagnoseKeys() : diagnosis);
@@ -106,7 +133,7 @@ int StartAndServe(MainEvents &events, StatusPrinter &printer)
         return Refuse("start", DiagnoseStart(kConfigFile));
     }
     while (events.Wait() == MainEvent::ShowTable) {
-        printer.ShowTable();
+        client.ShowTable();
     }
     LogInfo(kComponent, "stopping");
     return kExitDone;
@@ -117,13 +144,8 @@ int StartAndServe(MainEvents &events, StatusPrinter &printer)
 int RunClient(const RunOptions &options)
 {
     MainEvents events;
-    StatusPrinter printer(STDOUT_FILENO, TakeStatus);
-    IpUtilSettings::Instance().Configure({options.gateway.arrayPort, options.probeDeadline});
-    IpGateway::Instance().Start(options.gateway, [&printer](const LinkState &state) { printer.LinkChanged(state); });
-
-    const int status = StartAndServe(events, printer);
-    StopClient();
-    return status;
+    RunningClient client(options);
+    return StartAndServe(events, client);
 }
 
 }  // namespace zef

@@ -64,7 +64,11 @@ void StatusPrinter::Run()
         const Request request = std::move(requests.front());
         requests.pop_front();
         lock.unlock();
-        Write(request ? Describe(*request) + "\n" : FormatStatus(takeStatus()));
+        if (request) {
+            Write(Describe(*request) + "\n");
+        } else if (!IsEnding()) {
+            Write(FormatStatus(takeStatus()));
+        }
         lock.lock();
     }
 }
@@ -80,7 +84,7 @@ void StatusPrinter::Write(const std::string &text)
             }
             continue;
         }
-        // A pipe that is writable takes this many bytes without blocking.
+        // A pipe that is writable takes this many bytes without blocking, unless another writer is faster.
         const ssize_t written = write(descriptor, text.data() + done, std::min<size_t>(text.size() - done, PIPE_BUF));
         if (written < 0) {
             return;  // nobody reads any more; that is no reason for a client to end

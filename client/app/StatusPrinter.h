@@ -23,7 +23,8 @@ public:
     // stays the caller's.
     StatusPrinter(int descriptor, std::function<ClientStatus()> takeStatus);
 
-    // Prints what was asked for until now, as far as the reader takes it, then ends.
+    // Prints the changes that came until now, as far as the reader takes them, then ends. A table that is still to be
+    // taken is dropped: it would show a client that has gone already.
     ~StatusPrinter();
 
     StatusPrinter(const StatusPrinter &) = delete;

@@ -1,6 +1,7 @@
 # Functions around a real iSCSI array, Debian's tgtd, for scripts that run in namespaces of their own. Sourced, not run.
 # Expects an empty /run (tgtd keeps its control socket there) and $workDir for what it writes.
 
+PATH=$PATH:/usr/sbin:/sbin  # where tgtd is, and users' paths do not lead
 arrayName=iqn.2026-11.example.zef:array
 arrayPid=
 arrayControl=0     # several arrays side by side need a number each,
@@ -17,6 +18,11 @@ array_start() {
         array_admin --op show --mode system >/dev/null 2>&1 && break
         sleep 0.1
     done
+    if ((i == 300)); then
+        echo "the array did not start; it says:" >&2
+        cat "$workDir/tgtd.log" >&2
+        return 1
+    fi
     [ -e "$workDir/lun.img" ] || truncate -s 8M "$workDir/lun.img"
     array_admin --op new --mode target --tid 1 -T "$arrayName"
     array_admin --op new --mode logicalunit --tid 1 --lun 1 -b "$workDir/lun.img"

@@ -29,14 +29,6 @@ fail() {
     exit 1
 }
 
-# expect TEXT COMMAND...: the command's standard output is exactly this
-expect() {
-    local wanted=$1 got
-    shift
-    got=$("$@")
-    [ "$got" = "$wanted" ] || fail "$* printed: $got; wanted: $wanted"
-}
-
 # prepare_keys: makes the keys, and $sealed from $password
 prepare_keys() {
     mkdir -p "$confDir"

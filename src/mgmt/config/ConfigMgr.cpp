@@ -62,7 +62,7 @@ ConfigNode ConfigMgr::CreateConfig()
     if (document == nullptr) {
         document = mxmlNewXML("1.0");
     }
-    return ConfigNode(document);
+    return GetConfig();
 }
 
 ConfigNode ConfigMgr::GetConfig()

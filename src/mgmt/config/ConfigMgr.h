@@ -11,6 +11,7 @@
 
 // Owner of one document. Every ConfigNode taken from it is invalid once the document is released. One thread at a time;
 // saves must not run beside other rendering of Mini-XML in the process, whose wrap margin they change.
+// Loading takes Mini-XML's error callback of the calling thread for itself and leaves none set.
 class ZEF_CONFIG_API ConfigMgr {
 public:
     ConfigMgr() = default;

@@ -77,7 +77,7 @@ public:
     void SetInt(int value);
 
 private:
-    // Null for the empty node, which Mini-XML's functions take as "no element".
+    // Null for the empty node. Mini-XML's readers and setters take that for "no element"; mxmlNewElement does not.
     mxml_node_t *Element() const { return elements.empty() ? nullptr : elements.front(); }
 
     std::vector<mxml_node_t *> elements;

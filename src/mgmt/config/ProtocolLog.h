@@ -13,7 +13,7 @@ constexpr int kProtocolLogModule = 666;
 
 // Throttle of one call site. A site prints at most three messages per burst; a burst ends 15000 jiffies after its last
 // printed message; how many were left out is reported in front of a new burst, at most once in 150000 jiffies.
-// Without a lock: protocol messages come from one thread at a time.
+// Without a lock: callers of what refuses requests take turns, and a race costs no more than a miscounted message.
 class ProtocolThrottle {
 public:
     // Whether to print the message at hand. Prints the report of suppressed messages first when one is due.

@@ -106,8 +106,8 @@ std::string Render(mxml_node_t *document, std::vector<char> &buffer)
 }
 
 // One element a line, four spaces a level. The depth starts below 0 so that the declaration, which nothing closes, puts
-// the top element at depth 0. An element in the self-closing form likewise raises the depth for good: whoever compares
-// saved files relies on that drift.
+// the top element at depth 0. An element in the self-closing form likewise raises the depth for good. That drift is
+// deliberate: saved files look like this.
 std::string Reindent(const std::string &text)
 {
     std::string output;

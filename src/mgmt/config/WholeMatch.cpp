@@ -8,7 +8,7 @@ bool MatchesWhole(const std::string &text, const char *pattern)
 {
     regex_t expression = {};
     if (regcomp(&expression, pattern, REG_EXTENDED) != 0) {
-        return false;  // only for lack of memory: the patterns are fixed and valid
+        return false;  // no memory, or no regular expression
     }
     regmatch_t match = {};
     const bool found = regexec(&expression, text.c_str(), 1, &match, 0) == 0;

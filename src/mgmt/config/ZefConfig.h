@@ -1,9 +1,12 @@
 // Entry points of the configuration library: its life, and what a running client asks it.
 //
-// A service process calls ZefConfigInit once, ZefConfigStart once, and ZefConfigFinish when it stops, one after the
-// other from one control thread; nothing guards against another order. The queries may be called from any thread
-// between
-// Start and Finish, but not beside a change of the storage registry, which has no lock.
+// A service process calls ZefConfigInit once, ZefConfigStart once, and ZefConfigFinish when it stops, one after the other
+// from one control thread; nothing guards against another order. The task pool does not start again: after
+// ZefConfigFinish, or a start whose storage object was refused, tasks are no longer accepted until the library is
+// unloaded and loaded anew. ZefConfigFinish comes before the unloading, and before the process exits.
+//
+// The queries may be called from any thread, but the storage registry that they read has no lock, and the pool's worker
+// changes records in it: a host keeps the worker between two tasks while it asks, or lives with the race.
 //
 // Results are 0 for success and -1 for failure. Nothing catches exceptions: std::bad_alloc reaches the caller.
 #ifndef ZEF_CONFIG_ZEF_CONFIG_H
@@ -15,8 +18,9 @@
 
 extern "C" {
 
-// Reads the configuration file, takes the client's UUID from it, initialises key management, and hands the UUID to the
-// gateway, client-information and Hib components. What it started itself is undone on failure; the UUID stays taken.
+// Reads the configuration file, takes the client's UUID from it and hands it to the gateway, initialises key management,
+// then hands the UUID to the client-information and Hib components. Key management is finished again when the last step
+// fails; the UUID stays taken.
 ZEF_CONFIG_API int32_t ZefConfigInit();
 
 // Reads the configuration file again, registers its storage object and begins to connect it, publishes the
@@ -42,9 +46,10 @@ ZEF_CONFIG_API int32_t ZefConfigGetLocalAddr(char *buffer, uint32_t size);
 }
 
 // The two answers of ZefConfigGetLocalAddr, asked for directly.
-// Local address of the first pair of the first storage object; the next object's when that does not fit the buffer.
+// Local address of the first pair of the first storage object; the next object's when that does not fit the buffer. -1 at
+// the first object without pairs.
 ZEF_CONFIG_API int32_t ZefConfigGetIP(char *buffer, uint32_t size);
-// Initiator WWN of the gateway's first Fibre Channel link whose text fits the buffer.
+// Initiator WWN of the first link record that the gateway fills and whose text fits the buffer.
 ZEF_CONFIG_API int32_t ZefConfigGetFcIniWwn(char *buffer, uint32_t size);
 
 // Hands the UUID held to the client-information and Hib components, in this order. ZefConfigInit does it.

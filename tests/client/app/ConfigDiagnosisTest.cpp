@@ -67,6 +67,23 @@ TEST_F(ConfigDiagnosisTest, SaysWhyAFileCannotBeOpened)
     EXPECT_EQ(DiagnoseStart(path), path + " cannot be opened: No such file or directory");
 }
 
+TEST_F(ConfigDiagnosisTest, TakesOnlyARegularFileOfReasonableSize)
+{
+    EXPECT_EQ(DiagnoseFile(path), "");
+    ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+    EXPECT_EQ(DiagnoseFile(path), path + " is not a regular file");
+    unlink(path.c_str());
+    ASSERT_EQ(symlink("/dev/zero", path.c_str()), 0);
+    EXPECT_EQ(DiagnoseFile(path), path + " is not a regular file");
+    unlink(path.c_str());
+    Write(kUuid);
+    EXPECT_EQ(DiagnoseFile(path), "");
+    ASSERT_EQ(truncate(path.c_str(), 16 * 1024 * 1024), 0);
+    EXPECT_EQ(DiagnoseFile(path), "");
+    ASSERT_EQ(truncate(path.c_str(), 16 * 1024 * 1024 + 1), 0);
+    EXPECT_EQ(DiagnoseFile(path), path + " is larger than 16 MiB");
+}
+
 TEST_F(ConfigDiagnosisTest, KnowsATornOrEmptyFile)
 {
     WriteRaw("<?xml version=\"1.0\"?><Config><Uuid>0123");

@@ -584,6 +584,13 @@ TEST_F(SafeSaveTest, FailsWhenNoStreamCanBeMadeOfTheTemporaryFile)
     EXPECT_EQ(SaveThatFails(), -ENOMEM);
 }
 
+TEST_F(SafeSaveTest, ReportsWhyThereIsNoStreamEvenWhenTheTemporaryFileIsGoneAlready)
+{
+    system.onFchmod = [&](int, mode_t) { EXPECT_EQ(std::remove(temporary.c_str()), 0); };
+    system.fdopenErrno = ENOMEM;
+    EXPECT_EQ(SaveThatFails(), -ENOMEM);
+}
+
 TEST_F(SafeSaveTest, FailsWhenTheSyncDoes)
 {
     system.fsyncErrno = EIO;

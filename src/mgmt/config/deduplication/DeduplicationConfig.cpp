@@ -85,7 +85,7 @@ int DeduplicationConfig::SetFromConfig(ConfigNode &config)
     return SetToPShim();
 }
 
-// Both setters report a failed publication with the same words: whoever watches the log knows them by these.
+// Deliberately, both setters report a failed publication with the words "dedup switch", compression too.
 
 int DeduplicationConfig::SetCompression(int value)
 {

@@ -16,6 +16,9 @@ class ZEF_CONFIG_API DeduplicationConfig {
 public:
     static DeduplicationConfig &GetInstance();
 
+    DeduplicationConfig(const DeduplicationConfig &) = delete;
+    DeduplicationConfig &operator=(const DeduplicationConfig &) = delete;
+
     // The values held; the shared configuration is not read.
     int GetDeduplication();
     int GetCompression();

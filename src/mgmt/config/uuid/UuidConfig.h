@@ -8,11 +8,14 @@
 #include <cstdint>
 #include <string>
 
-// Holds the UUID from the first initialisation to the end of the process. Only GetInstance is safe on several threads
+// Holds the UUID from the first initialisation until the library is unloaded. Only GetInstance is safe on several threads
 // at once; the UUID itself is written during ZefConfigInit alone.
 class ZEF_CONFIG_API UuidConfig {
 public:
     static UuidConfig &GetInstance();
+
+    UuidConfig(const UuidConfig &) = delete;
+    UuidConfig &operator=(const UuidConfig &) = delete;
 
     // The UUID as read, without case folding; "" until one was read.
     std::string GetUuid();
