@@ -9,8 +9,9 @@
 
 namespace {
 
-// Supplies the first storage object's credential, whatever the link: a configuration has at most one. `callback` is the name to report under; it
-// tells which path asked. Works on a copy of the registry, so that nothing of it is held while the gateway waits.
+// Supplies the first storage object's credential, whatever the link: a configuration has at most one. `callback` is the
+// name to report under; it tells which path asked. Works on a copy of the registry, so that nothing of it is held while
+// the gateway waits.
 int FillCredential(const char *callback, OrnCredential *credential)
 {
     const std::vector<ZefStorage> storages = ZefStorageManager::GetStorageAll();
