@@ -68,7 +68,7 @@ ClientStatus TakeStatus()
         status.localAddress = Ask(ZefConfigGetLocalAddr);
     }
     status.links = IpGateway::Instance().Links();
-    status.unreachable = AddressesWithoutPair(storage);
+    status.withoutLink = AddressesWithoutPair(storage);
     return status;
 }
 

@@ -63,34 +63,37 @@ void StatusPrinter::Run()
         }
         const Request request = std::move(requests.front());
         requests.pop_front();
+        if (!request && ending) {
+            continue;  // the table of a client that has gone already
+        }
         lock.unlock();
-        if (request) {
-            Write(Describe(*request) + "\n");
-        } else if (!IsEnding()) {
-            Write(FormatStatus(takeStatus()));
+        if (!Write(request ? Describe(*request) + "\n" : FormatStatus(takeStatus()))) {
+            return;
         }
         lock.lock();
     }
 }
 
-void StatusPrinter::Write(const std::string &text)
+// False when the client ends and the reader takes nothing more.
+bool StatusPrinter::Write(const std::string &text)
 {
     size_t done = 0;
     while (done < text.size()) {
         pollfd writable = {descriptor, POLLOUT, 0};
         if (poll(&writable, 1, kWritePatienceMs) == 0) {
             if (IsEnding()) {
-                return;
+                return false;
             }
             continue;
         }
         // A pipe that is writable takes this many bytes without blocking, unless another writer is faster.
         const ssize_t written = write(descriptor, text.data() + done, std::min<size_t>(text.size() - done, PIPE_BUF));
         if (written < 0) {
-            return;  // nobody reads any more; that is no reason for a client to end
+            return true;  // nobody reads any more; that is no reason for a client to end
         }
         done += static_cast<size_t>(written);
     }
+    return true;
 }
 
 bool StatusPrinter::IsEnding()

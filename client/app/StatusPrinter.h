@@ -42,7 +42,7 @@ private:
 
     void Add(Request request);
     void Run();
-    void Write(const std::string &text);
+    bool Write(const std::string &text);
     bool IsEnding();
 
     const int descriptor;

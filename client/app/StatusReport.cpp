@@ -67,13 +67,13 @@ std::string FormatStatus(const ClientStatus &status)
     std::string text = fmt::format("Client UUID:   {}\nLocal address: {}\nStorage:       {}, WWN {}\n",
                                    OrDash(status.uuid), OrDash(status.localAddress), OrDash(status.storageName),
                                    WwnText(status.storageWwn));
-    if (status.links.empty() && status.unreachable.empty()) {
+    if (status.links.empty() && status.withoutLink.empty()) {
         return text + "No links.\n";
     }
     std::vector<Row> rows = {{"LOCAL", "ARRAY", "STATE", "WWN", "TRIES", "LAST CAUSE"}};
     std::transform(status.links.begin(), status.links.end(), std::back_inserter(rows), RowOf);
-    for (const std::string &array : status.unreachable) {
-        rows.push_back({"-", array, "unreachable", "-", "-", "no local address reaches it"});
+    for (const std::string &array : status.withoutLink) {
+        rows.push_back({"-", array, "no link", "-", "-", "no local address reaches it, or it led to another array"});
     }
     return text + FormatTable(rows);
 }

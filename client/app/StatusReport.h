@@ -15,7 +15,7 @@ struct ClientStatus {
     std::string storageName;   // "" when none is registered
     uint64_t storageWwn = kNoWwn;
     std::vector<LinkState> links;
-    std::vector<std::string> unreachable;  // array addresses that no local address reaches
+    std::vector<std::string> withoutLink;  // array addresses of the configuration that no link leads to
 };
 
 // Several lines, each ended by a line feed: the identity, then a table with one line a link, or a line that says

@@ -10,8 +10,8 @@ constexpr size_t kLongestPassword = 255;
 
 }  // namespace
 
-std::unique_ptr<Credential> Credential::Ask(OrnCredentialCb callback, const std::string &local, const std::string &array,
-                                            std::string &cause)
+std::unique_ptr<Credential> Credential::Ask(OrnCredentialCb callback, const std::string &local,
+                                            const std::string &array, std::string &cause)
 {
     std::unique_ptr<Credential> credential(new Credential());  // the constructor is private
     if (callback == nullptr || callback(local.c_str(), array.c_str(), &credential->texts) != 0) {

@@ -16,8 +16,8 @@
 
 namespace zef {
 
-// A credential callback reads the library's registry, which has no lock: it may run inside a task of the pool or while no
-// task runs. The gateway's thread cannot wait for that, so this one does, for logins that no task has asked for.
+// A credential callback reads the library's registry, which has no lock: it may run inside a task of the pool or while
+// no task runs. The gateway's thread cannot wait for that, so this one does, for logins that no task has asked for.
 class CredentialAsker {
 public:
     struct Question {
@@ -28,7 +28,8 @@ public:
     };
 
     // Called on the asker's thread. credential is null when there is none; cause then says why.
-    using Answer = std::function<void(uint64_t linkId, std::unique_ptr<Credential> credential, const std::string &cause)>;
+    using Answer =
+        std::function<void(uint64_t linkId, std::unique_ptr<Credential> credential, const std::string &cause)>;
 
     explicit CredentialAsker(Answer takeAnswer);
 

@@ -1,4 +1,5 @@
-// Settings of the gateway. They are given before the library is initialised and stay as they are until the gateway closes.
+// Settings of the gateway. They are given before the library is initialised and stay as they are until the gateway
+// closes.
 #ifndef ZEF_CLIENT_GATEWAY_GATEWAY_OPTIONS_H
 #define ZEF_CLIENT_GATEWAY_GATEWAY_OPTIONS_H
 

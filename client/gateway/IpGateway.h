@@ -19,8 +19,8 @@
 namespace zef {
 
 // The platform's gateway functions work on Instance(). Start it before the library is started and Close it before the
-// library is finished. All functions may be called from any thread, Start and Close from one thread at a time and not from
-// a listener. Functions with an int result return 0 on success and -1 otherwise.
+// library is finished. All functions may be called from any thread, Start and Close from one thread at a time and not
+// from a listener. Functions with an int result return 0 on success and -1 otherwise.
 class IpGateway {
 public:
     static IpGateway &Instance();
@@ -33,19 +33,20 @@ public:
     IpGateway(const IpGateway &) = delete;
     IpGateway &operator=(const IpGateway &) = delete;
 
-    // Starts the gateway's threads; every LIBISCSI_ variable is removed from the environment before, because libiscsi would
-    // take settings and passwords from there. So call it while the process has no other threads that use the environment.
-    // listener may be empty. Throws std::system_error when the kernel refuses what is needed; does nothing when started.
+    // Starts the gateway's threads; every LIBISCSI_ variable is removed from the environment before, because libiscsi
+    // would take settings and passwords from there. So call it while the process has no other threads that use the
+    // environment. listener may be empty. Throws std::system_error when the kernel refuses what is needed; does nothing
+    // when started.
     void Start(const GatewayOptions &options, LinkListener listener);
 
-    // Ends all links and the gateway's threads. Every CreateLink that waits returns -1 at once, as do all later calls; the
-    // query of Fibre Channel links gives one record that is up and has no WWN from now on, so that a poll for a link that is
-    // up ends. Takes the logout deadline at most, and then as long as the task that runs on the pool, if a credential is
-    // just being waited for. No task may wait for the caller meanwhile: so do not hold a TaskPause here.
+    // Ends all links and the gateway's threads. Every CreateLink that waits returns -1 at once, as do all later calls;
+    // the query of Fibre Channel links gives one record that is up and has no WWN from now on, so that a poll for a
+    // link that is up ends. Takes the logout deadline at most, and then as long as the task that runs on the pool, if a
+    // credential is just being waited for. No task may wait for the caller meanwhile: so do not hold a TaskPause here.
     void Close();
 
-    // Brings a link up, on the thread of the caller, who waits for it: at most for the login and the WWN deadline. Asks for
-    // the credential unless the link is up or being logged in. Logs why a link is not up.
+    // Brings a link up, on the thread of the caller, who waits for it: at most for the login and the WWN deadline. Asks
+    // for the credential unless the link is up or being logged in. Logs why a link is not up.
     int CreateLink(const OrnLinkRequest &request);
 
     // Forgets the link at once and ends it soon. -1 when there is none.

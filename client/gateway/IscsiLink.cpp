@@ -13,8 +13,8 @@ namespace zef {
 
 namespace {
 
-// 24 random bits per link, kept for its life: a new login with the same ISID takes the place of a session that the array
-// still believes in, and the qualifier, the link's number, keeps the client's own sessions apart.
+// 24 random bits per link, kept for its life: a new login with the same ISID takes the place of a session that the
+// array still believes in, and the qualifier, the link's number, keeps the client's own sessions apart.
 uint32_t RandomIsid()
 {
     std::random_device random;
@@ -65,7 +65,8 @@ void IscsiLink::Connect(std::unique_ptr<Credential> newCredential, const std::st
     }
 }
 
-void IscsiLink::CredentialArrived(std::unique_ptr<Credential> newCredential, const std::string &noCredential, TimePoint now)
+void IscsiLink::CredentialArrived(std::unique_ptr<Credential> newCredential, const std::string &noCredential,
+                                  TimePoint now)
 {
     if (phase != LinkPhase::WaitingToRetry || !askedCredential) {
         return;
@@ -275,8 +276,8 @@ void IscsiLink::TakeWwn()
 {
     wwn = reader->Wwn();
     if (reader->IsLocallyAssigned()) {
-        LogWarn("gateway", "{} -> {}: WWN {:#018x} is only locally assigned, another array may have the same", pair.local,
-                pair.array, wwn);
+        LogWarn("gateway", "{} -> {}: WWN {:#018x} is only locally assigned, another array may have the same",
+                pair.local, pair.array, wwn);
     }
     reader.reset();
 }

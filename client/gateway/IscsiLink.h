@@ -24,8 +24,9 @@ namespace zef {
 // A state machine without a thread of its own; see LinkPhase for its states. Lives on the gateway's thread, which calls
 // Service() when the descriptor has events and Advance() after that and whenever NextDeadline() has come.
 //
-// A link that was never up waits for the next Connect(), because the library tries again by itself. A link that was up once
-// is logged in again after the retry delay, with a credential that it asks for, and must lead to the same WWN as before.
+// A link that was never up waits for the next Connect(), because the library tries again by itself. A link that was up
+// once is logged in again after the retry delay, with a credential that it asks for, and must lead to the same WWN as
+// before.
 class IscsiLink {
 public:
     using TimePoint = std::chrono::steady_clock::time_point;
@@ -47,12 +48,14 @@ public:
     IscsiLink(const IscsiLink &) = delete;
     IscsiLink &operator=(const IscsiLink &) = delete;
 
-    // Asks for the link to be up, and settles the ticket once it is or is not: at once when it is up already, together with
-    // the login under way if there is one, else after a login with `credential`. Without a credential, `cause` says why.
+    // Asks for the link to be up, and settles the ticket once it is or is not: at once when it is up already, together
+    // with the login under way if there is one, else after a login with `credential`. Without a credential, `cause`
+    // says why.
     void Connect(std::unique_ptr<Credential> credential, const std::string &cause,
                  const std::shared_ptr<LoginTicket> &ticket, TimePoint now);
 
-    // Answer to LinkHost::AskCredential; ignored when the link no longer waits for it. Null with a cause: not to be had.
+    // Answer to LinkHost::AskCredential; ignored when the link no longer waits for it. Null with a cause: not to be
+    // had.
     void CredentialArrived(std::unique_ptr<Credential> credential, const std::string &cause, TimePoint now);
 
     // Ends the link: settles all tickets with `why` and dismisses the session.

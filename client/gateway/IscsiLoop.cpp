@@ -91,7 +91,8 @@ void IscsiLoop::Stop()
     if (thread.joinable()) {
         thread.join();
     }
-    // Only now: a task of the pool that waited for a link has been told, so the asker does not wait for that task any more.
+    // Only now: a task of the pool that waited for a link has been told, so the asker does not wait for that task any
+    // more.
     asker.Stop();
     wakeUp.Close();
 }
@@ -159,7 +160,8 @@ void IscsiLoop::Execute(CredentialCommand &command)
 {
     const auto found = links.find(command.linkId);
     if (found != links.end()) {
-        found->second->CredentialArrived(std::move(command.credential), command.cause, std::chrono::steady_clock::now());
+        const TimePoint now = std::chrono::steady_clock::now();
+        found->second->CredentialArrived(std::move(command.credential), command.cause, now);
     }
 }
 

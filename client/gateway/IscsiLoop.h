@@ -46,17 +46,19 @@ public:
     };
     using Command = std::variant<ConnectCommand, DeleteCommand, CredentialCommand>;
 
-    // Starts the thread. linkTable must outlive the loop. Throws std::system_error when the kernel refuses what it needs.
+    // Starts the thread. linkTable must outlive the loop. Throws std::system_error when the kernel refuses what it
+    // needs.
     IscsiLoop(const GatewayOptions &gatewayOptions, LinkListener linkListener, LinkTable &linkTable);
 
     // As Stop.
     ~IscsiLoop() override;
 
-    // Hands a command over, from any thread. False once the loop is stopping; a connect command's ticket is settled then.
+    // Hands a command over, from any thread. False once the loop is stopping; a connect command's ticket is settled
+    // then.
     bool Post(Command command);
 
-    // Settles every ticket at once, logs all sessions out within the logout deadline, cuts those that remain, and returns
-    // when the thread has ended and its descriptors are closed. Not to be called from a listener.
+    // Settles every ticket at once, logs all sessions out within the logout deadline, cuts those that remain, and
+    // returns when the thread has ended and its descriptors are closed. Not to be called from a listener.
     void Stop();
 
 private:

@@ -164,8 +164,8 @@ void IscsiSession::Service(short revents)
     NoticeHangUp(revents);
 }
 
-// Without its own reconnects libiscsi reports the end of a connection as no error at first. What the array sent before it
-// closed has to be read first: it often says why.
+// Without its own reconnects libiscsi reports the end of a connection as no error at first. What the array sent before
+// it closed has to be read first: it often says why.
 void IscsiSession::NoticeHangUp(short revents)
 {
     const int socket = Descriptor();

@@ -33,13 +33,14 @@ struct ScsiAnswer {
     std::vector<uint8_t> data;
 };
 
-// Belongs to one thread, which waits for Events() on Descriptor(), then calls Service() and looks at what has become of the
-// session. Never blocks. No deadlines of its own: who waits for a step ends the session when it takes too long.
+// Belongs to one thread, which waits for Events() on Descriptor(), then calls Service() and looks at what has become of
+// the session. Never blocks. No deadlines of its own: who waits for a step ends the session when it takes too long.
 class IscsiSession {
 public:
     enum class Step { Connecting, LoggingIn, LoggedIn, LoggingOut, Ended };
 
-    // Begins to connect. The credential is copied into libiscsi's context, and erased there as soon as the login is decided.
+    // Begins to connect. The credential is copied into libiscsi's context, and erased there as soon as the login is
+    // decided.
     IscsiSession(const SessionPlan &sessionPlan, const Credential &credential);
     ~IscsiSession();
 
@@ -68,8 +69,8 @@ public:
     bool HasTargets() const { return hasTargets; }
     const std::vector<std::string> &Targets() const { return targets; }
 
-    // While logged in, one command at a time: asks a LUN for its device identification page, or LUN 0 for the list of LUNs.
-    // TakeAnswer gives each answer once. A session that ends instead gives none.
+    // While logged in, one command at a time: asks a LUN for its device identification page, or LUN 0 for the list of
+    // LUNs. TakeAnswer gives each answer once. A session that ends instead gives none.
     void SendInquiry(int lun);
     void SendReportLuns();
     bool TakeAnswer(ScsiAnswer &answer);

@@ -9,8 +9,8 @@
 
 namespace zef {
 
-// The thread blocks every signal from its first instruction on: SIGINT and SIGTERM are left to the threads that wait for
-// them, and SIGPIPE, which libiscsi's writes to a closed connection raise, stays without effect.
+// The thread blocks every signal from its first instruction on: SIGINT and SIGTERM are left to the threads that wait
+// for them, and SIGPIPE, which libiscsi's writes to a closed connection raise, stays without effect.
 template <class Function>
 std::thread StartQuietThread(Function &&function)
 {

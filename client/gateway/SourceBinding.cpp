@@ -78,7 +78,8 @@ std::string SourceBinding::LocalAddress(int socket)
 
 }  // namespace zef
 
-// Stands in front of the C library's connect() for the whole process; differs from it only while a SourceBinding is armed.
+// Stands in front of the C library's connect() for the whole process; differs from it only while a SourceBinding is
+// armed.
 extern "C" __attribute__((visibility("default"))) int connect(int socket, const sockaddr *address, socklen_t size)
 {
     return zef::BindThenConnect(socket, address, size);

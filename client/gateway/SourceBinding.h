@@ -7,9 +7,9 @@
 namespace zef {
 
 // While an object of this class lives, the next IPv4 socket that its thread connects is first bound to the given local
-// address. For this the program defines connect() itself, in front of the C library's, which works only where the program
-// exports the symbol (CMake: ENABLE_EXPORTS); so ask Used() before the connection is relied on, and LocalAddress() once it
-// stands. One object per thread at a time.
+// address. For this the program defines connect() itself, in front of the C library's, which works only where the
+// program exports the symbol (CMake: ENABLE_EXPORTS); so ask Used() before the connection is relied on, and
+// LocalAddress() once it stands. One object per thread at a time.
 class SourceBinding {
 public:
     // source: an IPv4 address in dotted form.
@@ -25,7 +25,8 @@ public:
     // The address a socket is bound to, without its port; "" when it cannot be told.
     static std::string LocalAddress(int socket);
 
-    // For connect(): binds the socket unless this was done already. False with errno set when the address cannot be had.
+    // For connect(): binds the socket unless this was done already. False with errno set when the address cannot be
+    // had.
     bool Apply(int socket);
 
 private:

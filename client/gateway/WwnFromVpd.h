@@ -11,10 +11,10 @@
 
 namespace zef {
 
-// The best name on the page: an 8-byte registered one (NAA 5 or 2); else the upper 8 bytes of a 16-byte one (NAA 6), which
-// the LUNs of an array share; else a locally assigned one (NAA 3), which only its maker promises to be unique. Among equals
-// a name of the device goes before a name of the LUN, then the page's order counts. Names of the target port are not
-// looked at: they differ from portal to portal, and every portal must lead to the same WWN.
+// The best name on the page: an 8-byte registered one (NAA 5 or 2); else the upper 8 bytes of a 16-byte one (NAA 6),
+// which the LUNs of an array share; else a locally assigned one (NAA 3), which only its maker promises to be unique.
+// Among equals a name of the device goes before a name of the LUN, then the page's order counts. Names of the target
+// port are not looked at: they differ from portal to portal, and every portal must lead to the same WWN.
 class WwnFromVpd {
 public:
     enum class Kind { None, LocallyAssigned, Extended, Registered };  // in rising order of trust

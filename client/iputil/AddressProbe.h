@@ -17,13 +17,15 @@
 namespace zef {
 
 // Opens a TCP connection from every candidate at the same time, and closes it in the ordinary way once it stands: to an
-// array this is a client that left before it logged in, which it takes more lightly than a reset. Used by one thread, once.
+// array this is a client that left before it logged in, which it takes more lightly than a reset. Used by one thread,
+// once.
 class AddressProbe {
 public:
     // At most this many candidates are tried; the rest is left out with a message.
     static constexpr size_t kMostSockets = 128;
 
-    // arrayAddress: IPv4 address in dotted form. stopDescriptor: descriptor that ends the probe as soon as it can be read; -1 for none.
+    // arrayAddress: IPv4 address in dotted form. stopDescriptor: descriptor that ends the probe as soon as it can be
+    // read; -1 for none.
     AddressProbe(const std::string &arrayAddress, uint16_t arrayPort, std::chrono::milliseconds timeLimit,
                  int stopDescriptor);
 

@@ -43,9 +43,10 @@ TEST(StatusReportTest, ShowsOneAlignedLineALink)
 TEST(StatusReportTest, NamesAddressesWithoutALink)
 {
     ClientStatus status;
-    status.unreachable = {"192.0.2.1"};
-    EXPECT_NE(FormatStatus(status).find("LOCAL  ARRAY      STATE        WWN  TRIES  LAST CAUSE\n"
-                                        "-      192.0.2.1  unreachable  -    -      no local address reaches it\n"),
+    status.withoutLink = {"192.0.2.1"};
+    EXPECT_NE(FormatStatus(status).find(
+                  "LOCAL  ARRAY      STATE    WWN  TRIES  LAST CAUSE\n"
+                  "-      192.0.2.1  no link  -    -      no local address reaches it, or it led to another array\n"),
               std::string::npos);
 }
 

@@ -50,7 +50,8 @@ FileDescriptor ListenOn(const std::string &address, int backlog, uint16_t &port)
     FileDescriptor listener(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
     sockaddr_in own = AddressOf(address, 0);
     socklen_t size = sizeof own;
-    if (bind(listener.Get(), reinterpret_cast<const sockaddr *>(&own), size) != 0 || listen(listener.Get(), backlog) != 0 ||
+    if (bind(listener.Get(), reinterpret_cast<const sockaddr *>(&own), size) != 0 ||
+        listen(listener.Get(), backlog) != 0 ||
         getsockname(listener.Get(), reinterpret_cast<sockaddr *>(&own), &size) != 0) {
         throw std::runtime_error("cannot listen on " + address);
     }

@@ -141,7 +141,8 @@ TEST_F(IpGatewayLoginTest, NamesItselfByTheOptionWhenThereIsOne)
     options.initiatorName = "iqn.2026-11.example.host:seven";
     StartGateway();
     EXPECT_EQ(Create("127.0.0.1"), 0);
-    EXPECT_THAT(array.Admin({"--op", "show", "--mode", "target"}), HasSubstr("Initiator: iqn.2026-11.example.host:seven"));
+    EXPECT_THAT(array.Admin({"--op", "show", "--mode", "target"}),
+                HasSubstr("Initiator: iqn.2026-11.example.host:seven"));
 }
 
 TEST_F(IpGatewayLoginTest, TheArraySeesTheSourceAddressOfThePair)
@@ -299,7 +300,8 @@ TEST_F(IpGatewayLoginTest, APortalThatClosesAfterTheRequestFailsTheLink)
     StartGateway();
     EXPECT_EQ(Create("127.0.0.1", "127.0.0.1"), -1);
     EXPECT_EQ(OnlyLink().phase, LinkPhase::Failed);
-    EXPECT_THAT(OnlyLink().cause, AnyOf("the array closed the connection", "the session broke off", StartsWith("connection lost: ")));
+    EXPECT_THAT(OnlyLink().cause,
+                AnyOf("the array closed the connection", "the session broke off", StartsWith("connection lost: ")));
 }
 
 TEST_F(IpGatewayLoginTest, GarbageInPlaceOfAnAnswerFailsTheLink)

@@ -13,8 +13,8 @@
 
 namespace zef {
 
-// For what a real array does only rarely. Speaks just enough iSCSI for one session after the other; a request is answered
-// before the next one is read.
+// For what a real array does only rarely. Speaks just enough iSCSI for one session after the other; a request is
+// answered before the next one is read.
 class ScriptedTarget {
 public:
     struct Reply {

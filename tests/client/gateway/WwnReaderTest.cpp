@@ -94,7 +94,8 @@ TEST_F(WwnReaderTest, RepeatsTheQuestionForTheLunsToo)
     bool isFirst = true;
     EXPECT_EQ(WwnFor([&isFirst](int lun, const uint8_t *cdb) {
                   if (cdb[0] == ScriptedTarget::kReportLuns) {
-                      return std::exchange(isFirst, false) ? ScriptedTarget::UnitAttention() : ScriptedTarget::Luns({1});
+                      return std::exchange(isFirst, false) ? ScriptedTarget::UnitAttention()
+                                                           : ScriptedTarget::Luns({1});
                   }
                   return lun == 1 ? ScriptedTarget::Page(kExtended) : ScriptedTarget::IllegalRequest();
               }),
@@ -129,7 +130,8 @@ TEST_F(WwnReaderTest, TakesTheFirstLocallyAssignedNameAsTheLastResort)
 TEST_F(WwnReaderTest, FindsNothingWhenNothingIsThere)
 {
     EXPECT_EQ(WwnFor([this](int, const uint8_t *cdb) {
-                  return cdb[0] == ScriptedTarget::kReportLuns ? ScriptedTarget::IllegalRequest() : Reply{0, noSuchLun, 0};
+                  return cdb[0] == ScriptedTarget::kReportLuns ? ScriptedTarget::IllegalRequest()
+                                                               : Reply{0, noSuchLun, 0};
               }),
               kNoWwn);
     EXPECT_THAT(asked, ElementsAre(0, kAskedForLuns));

@@ -98,7 +98,8 @@ TEST(AddressProbeTest, TriesNoMoreAddressesThanItsLimit)
     }
     testing::internal::CaptureStderr();
     EXPECT_EQ(Probe(portal.Port(), candidates).size(), AddressProbe::kMostSockets);
-    EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("133 local addresses, of which only the first 128 are tried"));
+    EXPECT_THAT(testing::internal::GetCapturedStderr(),
+                HasSubstr("133 local addresses, of which only the first 128 are tried"));
 }
 
 TEST(AddressProbeTest, LeavesNoDescriptorBehind)

@@ -38,8 +38,9 @@ TEST(IpUtilTest, TakesDottedIpv4Addresses)
 
 TEST(IpUtilTest, RefusesEverythingElse)
 {
-    for (const char *ip : {"", "10.0.0", "10.0.0.256", "10.0.0.1.2", "10.0.0.1 ", " 10.0.0.1", "10.0.0.01", "0x0a.0.0.1",
-                           "10.0.0.1/24", "10.1", "167772161", "::1", "::ffff:10.0.0.1", "array", "10.0.0.-1", "10.0..1"}) {
+    for (const char *ip : {"", "10.0.0", "10.0.0.256", "10.0.0.1.2", "10.0.0.1 ", " 10.0.0.1", "10.0.0.01",
+                           "0x0a.0.0.1", "10.0.0.1/24", "10.1", "167772161", "::1", "::ffff:10.0.0.1", "array",
+                           "10.0.0.-1", "10.0..1"}) {
         EXPECT_FALSE(IpUtil::IsIpV4Valid(ip)) << ip;
     }
     EXPECT_FALSE(IpUtil::IsIpV4Valid(std::string("10.0.0.1\0", 9)));

@@ -2,6 +2,8 @@
 
 #include <zef_config/ZefStorageController.h>
 
+#include <ostream>
+
 #include <cstring>
 
 namespace {
@@ -15,6 +17,12 @@ struct Callback {
     OrnCredentialCb function;
     const char *name;
 };
+
+// For GoogleTest, which would show addresses.
+void PrintTo(const Callback &callback, std::ostream *output)
+{
+    *output << callback.name;
+}
 
 // Both callbacks do the same; only the function that their messages name differs.
 class CredentialCallbacksTest : public StorageTest, public ::testing::WithParamInterface<Callback> {

@@ -512,6 +512,15 @@ TEST_F(FibreChannelTest, TheSameWwnIsFine)
     EXPECT_THAT(platform.logs, IsEmpty());
 }
 
+TEST_F(FibreChannelTest, ZeroIsAWwn)
+{
+    ZefStorage storage;
+    EXPECT_EQ(StorageObjectFcSetWwnTask(storage, OrnLinkInfo{0, 0, 0, ""}), 0);
+    EXPECT_EQ(storage.GetWwn(), 0U);
+    EXPECT_EQ(StorageObjectFcSetWwnTask(storage, OrnLinkInfo{7, 0, 0, ""}), -1);
+    EXPECT_EQ(storage.GetWwn(), 0U);
+}
+
 TEST_F(FibreChannelTest, AnotherWwnIsReportedAndNotTaken)
 {
     ZefStorage storage;
