@@ -36,6 +36,17 @@ struct MemoryFreer {
 };
 using LinkTable = std::unique_ptr<OrnLinkInfo[], MemoryFreer>;
 
+// Reads the configuration file for an entry point, which a failure is reported for.
+bool ReadConfigFile(ConfigMgr &manager, const char *entryPoint)
+{
+    const int result = manager.ReadConfig(kConfigFile);
+    if (result != 0) {
+        ZEF_LOG_AS(entryPoint, zef_config::kLogError, "%s: zef config read config error. %d", zef_config::kLogTag,
+                   result);
+    }
+    return result == 0;
+}
+
 uint32_t SharedItem(int item)
 {
     return static_cast<uint32_t>(ShmBaseCfgGetCfgVal(item));
@@ -58,9 +69,7 @@ int32_t ZefConfigInit()
 {
     ZEF_LOG(zef_config::kLogInfo, "%s: zef config init begin.", zef_config::kLogTag);
     ConfigMgr manager;
-    const int readResult = manager.ReadConfig(kConfigFile);
-    if (readResult != 0) {
-        ZEF_LOG(zef_config::kLogError, "%s: zef config read config error. %d", zef_config::kLogTag, readResult);
+    if (!ReadConfigFile(manager, __func__)) {
         return -1;
     }
     ConfigNode config = manager.GetConfig().Get(kTopElement);
@@ -91,9 +100,7 @@ int32_t ZefConfigStart()
 {
     ZEF_LOG(zef_config::kLogInfo, "%s: zef config start begin.", zef_config::kLogTag);
     ConfigMgr manager;
-    const int readResult = manager.ReadConfig(kConfigFile);
-    if (readResult != 0) {
-        ZEF_LOG(zef_config::kLogError, "%s: zef config read config error. %d", zef_config::kLogTag, readResult);
+    if (!ReadConfigFile(manager, __func__)) {
         return -1;
     }
     ConfigNode config = manager.GetConfig().Get(kTopElement);
