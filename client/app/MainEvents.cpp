@@ -8,6 +8,7 @@
 #include <csignal>
 
 #include <fcntl.h>
+#include <poll.h>
 #include <unistd.h>
 
 namespace zef {
@@ -64,6 +65,10 @@ MainEvents::~MainEvents()
 
 MainEvent MainEvents::Wait()
 {
+    // Waits in poll, which every signal ends; a read would be taken up again behind the handler's back.
+    pollfd readable = {readEnd, POLLIN, 0};
+    while (poll(&readable, 1, -1) < 0 && errno == EINTR) {
+    }
     char event = static_cast<char>(MainEvent::Stop);
     while (read(readEnd, &event, 1) < 0 && errno == EINTR) {
     }
