@@ -29,10 +29,18 @@ target_compile_options(zef_common_options INTERFACE
   $<$<BOOL:${ZEF_WERROR}>:-Werror>
   -fvisibility=hidden $<$<COMPILE_LANGUAGE:CXX>:-fvisibility-inlines-hidden>
   -fstack-protector-strong
-  $<$<AND:$<BOOL:${ZEF_HAVE_NO_GNU_UNIQUE}>,$<COMPILE_LANGUAGE:CXX>>:-fno-gnu-unique>
-  # File names in binaries are relative to the repository, so that two builds in two places are alike.
-  -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=
-  -ffile-prefix-map=${PROJECT_BINARY_DIR}=build)
+  $<$<AND:$<BOOL:${ZEF_HAVE_NO_GNU_UNIQUE}>,$<COMPILE_LANGUAGE:CXX>>:-fno-gnu-unique>)
+
+# File names in binaries are relative to the repository, so that two builds in two places are alike. Where lines are
+# counted that goes for messages alone: the counts need to find the sources.
+if(ZEF_COVERAGE)
+  set(prefix_map -fmacro-prefix-map)
+else()
+  set(prefix_map -ffile-prefix-map)
+endif()
+target_compile_options(zef_common_options INTERFACE
+  ${prefix_map}=${PROJECT_SOURCE_DIR}/=
+  ${prefix_map}=${PROJECT_BINARY_DIR}=build)
 target_link_options(zef_common_options INTERFACE -Wl,-z,relro -Wl,-z,now -Wl,--as-needed)
 
 if(ZEF_SANITIZE)
