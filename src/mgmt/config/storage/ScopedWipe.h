@@ -15,6 +15,9 @@ public:
 
     ~ScopedWipe()
     {
+        if (text.empty()) {
+            return;  // bounds-checked functions refuse a size of 0
+        }
         (void)memset_s(text.data(), text.size(), 0, text.size());
         text.clear();
     }
