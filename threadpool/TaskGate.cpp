@@ -1,6 +1,6 @@
 #include "TaskGate.h"
 
-#include "log/NeverDestroyed.h"
+#include "common/NeverDestroyed.h"
 
 namespace zef {
 
@@ -8,6 +8,7 @@ namespace {
 
 // Needs no construction: threads may start before the program's static objects exist.
 thread_local bool insideTask = false;
+thread_local unsigned ownPauses = 0;
 
 }  // namespace
 
@@ -48,20 +49,37 @@ void TaskGate::Recheck()
     changed.notify_all();
 }
 
-void TaskGate::Pause()
+bool TaskGate::Pause(std::chrono::steady_clock::time_point until)
 {
+    if (ownPauses > 0) {
+        ++ownPauses;
+        return true;
+    }
     std::unique_lock<std::mutex> lock(mutex);
     ++pauses;
-    changed.wait(lock, [&] { return runningTasks == 0; });
+    if (!changed.wait_until(lock, until, [&] { return runningTasks == 0 && !isHeld; })) {
+        EndPause();
+        return false;
+    }
+    isHeld = true;
+    ownPauses = 1;
+    return true;
 }
 
 void TaskGate::Resume()
 {
-    const std::lock_guard<std::mutex> lock(mutex);
-    --pauses;
-    if (pauses == 0) {
-        changed.notify_all();
+    --ownPauses;
+    if (ownPauses == 0) {
+        const std::lock_guard<std::mutex> lock(mutex);
+        isHeld = false;
+        EndPause();
     }
+}
+
+void TaskGate::EndPause()
+{
+    --pauses;
+    changed.notify_all();
 }
 
 bool TaskGate::IsInsideTask()

@@ -3,6 +3,7 @@
 #define ZEF_THREADPOOL_TASK_GATE_H
 
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <mutex>
 
@@ -24,21 +25,25 @@ public:
     // Looks again at what Enter waits for. To be called after a pool has cleared its flag.
     void Recheck();
 
-    // Keeps tasks from beginning, and waits until none is running. Pauses add up.
-    void Pause();
+    // Keeps tasks from beginning, and waits until none is running and no other thread holds a pause. A thread that
+    // holds one already gets it once more. False, with nothing held, when this was not to be had until then.
+    bool Pause(std::chrono::steady_clock::time_point until);
 
-    // Takes one pause back.
+    // Takes one pause of the calling thread back.
     void Resume();
 
     // True on a worker between Enter and Leave.
     static bool IsInsideTask();
 
 private:
+    void EndPause();  // under the mutex
+
     std::mutex mutex;
-    std::condition_variable changed;  // no task is running, no pause is left, or a pool has stopped
+    std::condition_variable changed;  // no task is running, a pause has ended, or a pool has stopped
     // Guarded by mutex
     unsigned runningTasks = 0;
-    unsigned pauses = 0;  // held and waited for
+    unsigned pauses = 0;  // held and waited for, by different threads
+    bool isHeld = false;
 };
 
 }  // namespace zef

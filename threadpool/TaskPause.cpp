@@ -4,16 +4,18 @@
 
 namespace zef {
 
-TaskPause::TaskPause() : holds(!TaskGate::IsInsideTask())
+TaskPause::TaskPause() : TaskPause(std::chrono::steady_clock::time_point::max())
 {
-    if (holds) {
-        TaskGate::Get().Pause();
-    }
+}
+
+TaskPause::TaskPause(std::chrono::steady_clock::time_point until)
+    : isInsideTask(TaskGate::IsInsideTask()), isHeld(isInsideTask || TaskGate::Get().Pause(until))
+{
 }
 
 TaskPause::~TaskPause()
 {
-    if (holds) {
+    if (isHeld && !isInsideTask) {
         TaskGate::Get().Resume();
     }
 }

@@ -1,6 +1,6 @@
 #include "app/StatusPrinter.h"
 
-#include "gateway/QuietThread.h"
+#include "common/QuietThread.h"
 
 #include <algorithm>
 #include <utility>

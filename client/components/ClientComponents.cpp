@@ -1,6 +1,6 @@
 #include "components/ClientComponents.h"
 
-#include "log/NeverDestroyed.h"
+#include "common/NeverDestroyed.h"
 
 #include <utility>
 

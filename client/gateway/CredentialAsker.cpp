@@ -1,6 +1,6 @@
 #include "gateway/CredentialAsker.h"
 
-#include "gateway/QuietThread.h"
+#include "common/QuietThread.h"
 
 #include "TaskPause.h"
 

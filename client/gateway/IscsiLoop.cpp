@@ -1,6 +1,6 @@
 #include "gateway/IscsiLoop.h"
 
-#include "gateway/QuietThread.h"
+#include "common/QuietThread.h"
 #include "log/Log.h"
 
 #include <algorithm>

@@ -4,7 +4,7 @@
 
 #include "gateway/Credential.h"
 #include "gateway/CredentialAsker.h"
-#include "gateway/FileDescriptor.h"
+#include "common/FileDescriptor.h"
 #include "gateway/GatewayOptions.h"
 #include "gateway/IscsiLink.h"
 #include "gateway/IscsiSession.h"

@@ -2,7 +2,7 @@
 #ifndef ZEF_CLIENT_IPUTIL_ADDRESS_PROBE_H
 #define ZEF_CLIENT_IPUTIL_ADDRESS_PROBE_H
 
-#include "gateway/FileDescriptor.h"
+#include "common/FileDescriptor.h"
 
 #include <chrono>
 #include <set>

@@ -2,7 +2,7 @@
 #ifndef ZEF_CLIENT_KEYS_KEY_DIRECTORY_H
 #define ZEF_CLIENT_KEYS_KEY_DIRECTORY_H
 
-#include "gateway/FileDescriptor.h"
+#include "common/FileDescriptor.h"
 
 #include <string>
 

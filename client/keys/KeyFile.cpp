@@ -1,6 +1,6 @@
 #include "keys/KeyFile.h"
 
-#include "gateway/FileDescriptor.h"
+#include "common/FileDescriptor.h"
 #include "keys/KeyDirectory.h"
 #include "keys/KeyError.h"
 #include "keys/KeyFormat.h"

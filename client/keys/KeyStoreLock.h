@@ -2,7 +2,7 @@
 #ifndef ZEF_CLIENT_KEYS_KEY_STORE_LOCK_H
 #define ZEF_CLIENT_KEYS_KEY_STORE_LOCK_H
 
-#include "gateway/FileDescriptor.h"
+#include "common/FileDescriptor.h"
 
 #include <chrono>
 #include <string>

@@ -1,6 +1,6 @@
 #include "keys/PasswordInput.h"
 
-#include "gateway/FileDescriptor.h"
+#include "common/FileDescriptor.h"
 #include "keys/KeyError.h"
 #include "keys/KeyRing.h"
 

@@ -1,6 +1,6 @@
 #include "keys/KeyManager.h"
 #include "keys/SystemKeyClock.h"
-#include "log/NeverDestroyed.h"
+#include "common/NeverDestroyed.h"
 
 #include <zef_config/platform/KeyManagement.h>
 

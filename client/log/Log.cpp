@@ -2,7 +2,7 @@
 
 #include "log/JournalStream.h"
 #include "log/LogText.h"
-#include "log/NeverDestroyed.h"
+#include "common/NeverDestroyed.h"
 #include "log/PlatformLog.h"
 
 #include <spdlog/logger.h>

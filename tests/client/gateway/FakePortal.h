@@ -2,7 +2,7 @@
 #ifndef ZEF_TESTS_CLIENT_GATEWAY_FAKE_PORTAL_H
 #define ZEF_TESTS_CLIENT_GATEWAY_FAKE_PORTAL_H
 
-#include "gateway/FileDescriptor.h"
+#include "common/FileDescriptor.h"
 
 #include <atomic>
 #include <condition_variable>

@@ -1,7 +1,7 @@
 #include "keys/KeyCommands.h"
 
 #include "TestFiles.h"
-#include "gateway/FileDescriptor.h"
+#include "common/FileDescriptor.h"
 
 #include <gtest/gtest.h>
 

@@ -2,7 +2,7 @@
 #include "keys/PasswordInput.h"
 
 #include "TestFiles.h"
-#include "gateway/FileDescriptor.h"
+#include "common/FileDescriptor.h"
 #include "keys/KeyError.h"
 
 #include <gtest/gtest.h>

@@ -82,13 +82,63 @@ TEST(TaskPauseTest, LetsTasksGoOnWhenItEnds)
     EXPECT_TRUE(IsReady(waiting));
 }
 
-TEST(TaskPauseTest, TasksWaitForTheLastOfSeveralPauses)
+TEST(TaskPauseTest, TasksWaitForTheLastOfAThreadsPauses)
 {
     ThreadPool pool(1);
-    std::optional<TaskPause> outer(std::in_place);
-    std::thread([] { const TaskPause ofAnotherThread; }).join();
+    const TaskPause outer;
     { const TaskPause inner; }
     EXPECT_EQ(RunsUntilClear(pool), 0);
+}
+
+TEST(TaskPauseTest, OneThreadAtATimeHoldsAPause)
+{
+    std::promise<void> entered;
+    std::optional<TaskPause> held(std::in_place);
+    std::atomic<bool> released{false};
+    std::thread other([&] {
+        const TaskPause pause;
+        EXPECT_TRUE(released);
+        entered.set_value();
+    });
+    { const TaskPause nested; }
+    released = true;
+    held.reset();
+    EXPECT_TRUE(IsReady(entered.get_future()));
+    other.join();
+}
+
+TEST(TaskPauseTest, GivesUpWhenATaskRunsOnUntilTheDeadline)
+{
+    ThreadPool pool(1);
+    BusyWorker busy(pool);
+    {
+        const TaskPause pause(std::chrono::steady_clock::now());
+        EXPECT_FALSE(pause.IsHeld());
+    }
+    busy.Release();
+    EXPECT_TRUE(IsReady(pool.commit(0, "", [] {}).second)) << "a pause that was given up holds up no task";
+}
+
+TEST(TaskPauseTest, GivesUpWhenAnotherThreadHoldsAPauseUntilTheDeadline)
+{
+    ThreadPool pool(1);
+    {
+        const TaskPause held;
+        std::thread([] {
+            const TaskPause pause(std::chrono::steady_clock::now());
+            EXPECT_FALSE(pause.IsHeld());
+        }).join();
+        EXPECT_EQ(pool.commit(0, "", [] {}).first, 0);
+        const TaskPause again(std::chrono::steady_clock::now());
+        EXPECT_TRUE(again.IsHeld()) << "this thread has it";
+    }
+    EXPECT_TRUE(IsReady(pool.commit(0, "", [] {}).second));
+}
+
+TEST(TaskPauseTest, IsHeldWhenItIsToBeHadAtOnce)
+{
+    const TaskPause pause(std::chrono::steady_clock::now());
+    EXPECT_TRUE(pause.IsHeld());
 }
 
 TEST(TaskPauseTest, IsNotStarvedByTasksThatAreDueWithoutEnd)

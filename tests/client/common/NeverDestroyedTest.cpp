@@ -1,4 +1,4 @@
-#include "log/NeverDestroyed.h"
+#include "common/NeverDestroyed.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // Keeps an object usable until the process is gone.
-#ifndef ZEF_CLIENT_LOG_NEVER_DESTROYED_H
-#define ZEF_CLIENT_LOG_NEVER_DESTROYED_H
+#ifndef ZEF_CLIENT_COMMON_NEVER_DESTROYED_H
+#define ZEF_CLIENT_COMMON_NEVER_DESTROYED_H
 
 namespace zef {
 

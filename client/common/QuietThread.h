@@ -1,6 +1,6 @@
 // Starts threads that signals do not reach.
-#ifndef ZEF_CLIENT_GATEWAY_QUIET_THREAD_H
-#define ZEF_CLIENT_GATEWAY_QUIET_THREAD_H
+#ifndef ZEF_CLIENT_COMMON_QUIET_THREAD_H
+#define ZEF_CLIENT_COMMON_QUIET_THREAD_H
 
 #include <thread>
 #include <utility>

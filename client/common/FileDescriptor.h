@@ -1,6 +1,6 @@
 // Owns one descriptor and closes it when it goes out of scope.
-#ifndef ZEF_CLIENT_GATEWAY_FILE_DESCRIPTOR_H
-#define ZEF_CLIENT_GATEWAY_FILE_DESCRIPTOR_H
+#ifndef ZEF_CLIENT_COMMON_FILE_DESCRIPTOR_H
+#define ZEF_CLIENT_COMMON_FILE_DESCRIPTOR_H
 
 #include <utility>
 
