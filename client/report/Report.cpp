@@ -1,0 +1,85 @@
+#include "report/Report.h"
+
+#include "report/ReportTable.h"
+
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+
+namespace zef {
+
+namespace {
+
+using OrderedJson = nlohmann::ordered_json;
+
+// libsmartcols lays out a list without entries as a list with an entry without a value.
+void RemoveEmptyEntries(OrderedJson &row)
+{
+    for (auto &[name, value] : row.items()) {
+        if (value.is_array()) {
+            value.erase(std::remove(value.begin(), value.end(), OrderedJson()), value.end());
+        }
+    }
+}
+
+// libsmartcols prints one table as one object; a report is one object of them all.
+std::string RenderJson(const Report &report)
+{
+    OrderedJson whole = {{"schema_version", kOutputSchemaVersion}};
+    for (const Section &section : report) {
+        OrderedJson rows =
+            OrderedJson::parse(RenderSection(section, OutputFormat::Json, false)).at(section.name);
+        std::for_each(rows.begin(), rows.end(), RemoveEmptyEntries);
+        whole[section.name] = section.isRecord ? rows.at(0) : rows;
+    }
+    return whole.dump(2) + "\n";
+}
+
+// libsmartcols fills the last column up to its width and leaves the last line open.
+std::string WithoutTrailingBlanks(const std::string &text)
+{
+    std::string result;
+    for (size_t begin = 0; begin < text.size();) {
+        const size_t end = std::min(text.find('\n', begin), text.size());
+        const std::string line = text.substr(begin, end - begin);
+        result += line.substr(0, line.find_last_not_of(' ') + 1) + "\n";
+        begin = end + 1;
+    }
+    return result;
+}
+
+std::string RenderText(const Section &section, OutputFormat format, bool isTerminal)
+{
+    const bool isEmpty = section.rows.empty();
+    if (isEmpty && format == OutputFormat::Table) {
+        return std::string(section.whenEmpty) + "\n";
+    }
+    return WithoutTrailingBlanks(RenderSection(section, format, isTerminal));
+}
+
+}  // namespace
+
+std::optional<OutputFormat> OutputFormatByName(std::string_view name)
+{
+    if (name == "table") {
+        return OutputFormat::Table;
+    }
+    if (name == "json") {
+        return OutputFormat::Json;
+    }
+    return name == "raw" ? std::optional(OutputFormat::Raw) : std::nullopt;
+}
+
+std::string Render(const Report &report, OutputFormat format, bool isTerminal)
+{
+    if (format == OutputFormat::Json) {
+        return RenderJson(report);
+    }
+    std::string text;
+    for (const Section &section : report) {
+        text += (text.empty() ? "" : "\n") + RenderText(section, format, isTerminal);
+    }
+    return text;
+}
+
+}  // namespace zef
