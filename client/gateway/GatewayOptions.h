@@ -4,6 +4,7 @@
 #define ZEF_CLIENT_GATEWAY_GATEWAY_OPTIONS_H
 
 #include <chrono>
+#include <functional>
 #include <string>
 
 #include <cstdint>
@@ -23,6 +24,10 @@ struct GatewayOptions {
     std::chrono::milliseconds keepAliveInterval{5000};
     int keepAliveLimit = 3;                          // that many unanswered in a row, and the link counts as lost
     std::chrono::milliseconds logoutDeadline{500};   // for the array to confirm; the connection is cut after it
+
+    // Whether a pair is still to have a link: asked in front of each one that the library wants created, on the thread
+    // that wants it, inside a task. A task may still be queued when the pair's addresses are removed. Empty: all are.
+    std::function<bool(const std::string &local, const std::string &array)> isWanted = nullptr;
 };
 
 }  // namespace zef

@@ -22,6 +22,8 @@ constexpr char kInitiatorPrefix[] = "iqn.2026-11.example.zef:";
 constexpr char kSettingsPrefix[] = "LIBISCSI_";
 constexpr std::chrono::seconds kMargin{1};  // for the gateway's thread to report a deadline that has passed
 
+constexpr char kNoOutcome[] = "no outcome in time";
+
 constexpr int64_t kStatusUp = 0;
 constexpr int64_t kStatusNotYet = 1;
 constexpr int64_t kStatusFailed = 2;
@@ -35,11 +37,6 @@ bool IsAddress(const char *text)
 const char *TextOf(const char *text)
 {
     return text == nullptr ? "(none)" : text;
-}
-
-bool IsTrying(LinkPhase phase)
-{
-    return phase == LinkPhase::Connecting || phase == LinkPhase::LoggingIn || phase == LinkPhase::ReadingWwn;
 }
 
 int64_t StatusOf(LinkPhase phase)
@@ -122,36 +119,52 @@ void IpGateway::Close()
 
 int IpGateway::CreateLink(const OrnLinkRequest &request)
 {
+    const std::string local = TextOf(request.localAddr);
+    const std::string array = TextOf(request.storageAddr);
     const std::shared_ptr<IscsiLoop> running = RunningLoop();
     if (running == nullptr) {
-        LogInfo("gateway", "link {} -> {} refused: the gateway does not run", TextOf(request.localAddr),
-                TextOf(request.storageAddr));
+        LogInfo("gateway", "link {} -> {} refused: the gateway does not run", local, array);
         return -1;
     }
-    const std::string cause = BringUp(request, *running);
-    if (cause.empty()) {
-        return 0;
+    if (!IsWanted(local, array)) {
+        LogInfo("gateway", "link {} -> {} refused: it is no longer configured", local, array);
+        return -1;
     }
-    LogWarn("gateway", "link {} -> {} is not up: {}{}", TextOf(request.localAddr), TextOf(request.storageAddr), cause,
-            RunningLoop() == nullptr ? "" : "; the library tries again in 2 s");
-    return -1;
+    if (const std::string refusal = Refusal(request); !refusal.empty()) {
+        running->Reports().Refused(local, array, refusal);
+        return -1;
+    }
+    return BringUp(request, *running) ? 0 : -1;
 }
 
-// Empty when the link is up, else why it is not.
-std::string IpGateway::BringUp(const OrnLinkRequest &request, IscsiLoop &running)
+bool IpGateway::IsWanted(const std::string &local, const std::string &array) const
+{
+    std::function<bool(const std::string &, const std::string &)> ask;
+    {
+        const std::lock_guard<std::mutex> lock(mutex);
+        ask = options.isWanted;
+    }
+    return !ask || ask(local, array);
+}
+
+// Why there can be no login; empty when there can.
+std::string IpGateway::Refusal(const OrnLinkRequest &request) const
 {
     if (!IsAddress(request.localAddr) || !IsAddress(request.storageAddr)) {
         return "not a pair of IPv4 addresses";
     }
-    IscsiLoop::ConnectCommand command;
-    command.initiator = Initiator();
-    if (command.initiator.empty()) {
-        return "the client's UUID is not known, so it has no initiator name";
-    }
+    return Initiator().empty() ? "the client's UUID is not known, so it has no initiator name" : "";
+}
+
+// The loop reports how the login ends.
+bool IpGateway::BringUp(const OrnLinkRequest &request, IscsiLoop &running)
+{
     const LinkTable::Entry entry = table.Join(request.localAddr, request.storageAddr);
     if (entry.state.phase == LinkPhase::Up) {
-        return "";
+        return true;
     }
+    IscsiLoop::ConnectCommand command;
+    command.initiator = Initiator();
     command.pair = {entry.id, request.localAddr, request.storageAddr, request.credentialCb};
     if (!IsTrying(entry.state.phase)) {
         command.credential =
@@ -161,13 +174,36 @@ std::string IpGateway::BringUp(const OrnLinkRequest &request, IscsiLoop &running
     command.ticket = ticket;
     const auto deadline = std::chrono::steady_clock::now() + LongestLogin();
     running.Post(std::move(command));
-    return ticket->Wait(deadline, "no outcome in time");
+    const std::string cause = ticket->Wait(deadline, kNoOutcome);
+    if (cause == kNoOutcome) {
+        running.Reports().Refused(entry.state.local, entry.state.array, cause);
+    }
+    return cause.empty();
 }
 
 std::chrono::milliseconds IpGateway::LongestLogin() const
 {
     const std::lock_guard<std::mutex> lock(mutex);
     return options.loginDeadline + options.wwnDeadline + kMargin;
+}
+
+std::vector<std::pair<std::string, std::string>> IpGateway::RetryNow()
+{
+    const std::shared_ptr<IscsiLoop> running = RunningLoop();
+    std::vector<std::pair<std::string, std::string>> pairs;
+    for (const LinkTable::Entry &entry : table.Entries()) {
+        if (entry.state.phase == LinkPhase::WaitingToRetry && running != nullptr &&
+            running->Post(IscsiLoop::RetryCommand{entry.id})) {
+            pairs.emplace_back(entry.state.local, entry.state.array);
+        }
+    }
+    return pairs;
+}
+
+bool IpGateway::IsAlive(std::chrono::milliseconds patience) const
+{
+    const std::shared_ptr<IscsiLoop> running = RunningLoop();
+    return running == nullptr || running->IsAlive(patience);
 }
 
 int IpGateway::DeleteLink(const std::string &local, const std::string &array)
@@ -243,7 +279,11 @@ int IpGateway::RegisterCredential(OrnCredentialCb callback, int32_t kind, const 
 
 std::vector<LinkState> IpGateway::Links() const
 {
-    return table.All();
+    std::vector<LinkState> states;
+    for (const LinkTable::Entry &entry : table.Entries()) {
+        states.push_back(entry.state);
+    }
+    return states;
 }
 
 std::shared_ptr<IscsiLoop> IpGateway::RunningLoop() const

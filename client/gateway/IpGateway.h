@@ -12,6 +12,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <cstdint>
@@ -46,8 +47,17 @@ public:
     void Close();
 
     // Brings a link up, on the thread of the caller, who waits for it: at most for the login and the WWN deadline. Asks
-    // for the credential unless the link is up or being logged in. Logs why a link is not up.
+    // for the credential unless the link is up or being logged in. Refuses a pair that is not wanted. Why a link is not
+    // up is logged as LinkReports has it.
     int CreateLink(const OrnLinkRequest &request);
+
+    // Links that wait to be logged in again are at once. Returns the pairs concerned, local address first; links in any
+    // other state are left alone.
+    std::vector<std::pair<std::string, std::string>> RetryNow();
+
+    // True while the gateway's thread does its rounds: when it has gone round since the last question, or does so
+    // within `patience`. True too while the gateway does not run.
+    bool IsAlive(std::chrono::milliseconds patience) const;
 
     // Forgets the link at once and ends it soon. -1 when there is none.
     int DeleteLink(const std::string &local, const std::string &array);
@@ -72,7 +82,9 @@ private:
     std::shared_ptr<IscsiLoop> RunningLoop() const;
     std::string Initiator() const;
     std::chrono::milliseconds LongestLogin() const;
-    std::string BringUp(const OrnLinkRequest &request, IscsiLoop &loop);
+    bool IsWanted(const std::string &local, const std::string &array) const;
+    std::string Refusal(const OrnLinkRequest &request) const;
+    bool BringUp(const OrnLinkRequest &request, IscsiLoop &loop);
 
     LinkTable table;
 

@@ -13,6 +13,9 @@ namespace zef {
 
 namespace {
 
+// The library asks again for a link that it was told is not up.
+constexpr std::chrono::seconds kLibraryRetryDelay{2};
+
 // 24 random bits per link, kept for its life: a new login with the same ISID takes the place of a session that the
 // array still believes in, and the qualifier, the link's number, keeps the client's own sessions apart.
 uint32_t RandomIsid()
@@ -54,14 +57,16 @@ void IscsiLink::Connect(std::unique_ptr<Credential> newCredential, const std::st
         return;
     }
     tickets.push_back(ticket);
-    if (IsTrying()) {
+    if (IsTrying(phase)) {
         return;
     }
     if (newCredential != nullptr) {
         BeginTry(std::move(newCredential), now);
+    } else if (!noCredential.empty()) {
+        FailTry(noCredential, now);
     } else {
         // Asked for while a login was under way that has failed meanwhile: its cause is the answer.
-        FailTry(noCredential.empty() ? cause : noCredential, now);
+        Settle(cause.empty() ? "the link was deleted" : cause);
     }
 }
 
@@ -75,6 +80,13 @@ void IscsiLink::CredentialArrived(std::unique_ptr<Credential> newCredential, con
         BeginTry(std::move(newCredential), now);
     } else {
         FailTry(noCredential, now);
+    }
+}
+
+void IscsiLink::RetryNow(TimePoint now)
+{
+    if (phase == LinkPhase::WaitingToRetry && !askedCredential) {
+        deadline = now;
     }
 }
 
@@ -94,6 +106,7 @@ void IscsiLink::Service(short revents)
 void IscsiLink::Advance(TimePoint now)
 {
     switch (phase) {
+    case LinkPhase::Discovering:
     case LinkPhase::Connecting:
     case LinkPhase::LoggingIn:
         AdvanceLogin(now);
@@ -124,18 +137,12 @@ IscsiLink::TimePoint IscsiLink::NextDeadline() const
     return hasEnded ? TimePoint::min() : deadline;
 }
 
-bool IscsiLink::IsTrying() const
-{
-    return phase == LinkPhase::Connecting || phase == LinkPhase::LoggingIn || phase == LinkPhase::ReadingWwn;
-}
-
 void IscsiLink::BeginTry(std::unique_ptr<Credential> newCredential, TimePoint now)
 {
     ++tries;
     askedCredential = false;
     credential = std::move(newCredential);
     loginEnd = now + options.loginDeadline;
-    discovering = options.targetName.empty();
     OpenSession(options.targetName, now);
 }
 
@@ -154,15 +161,18 @@ void IscsiLink::OpenSession(const std::string &target, TimePoint now)
     if (!target.empty()) {
         credential.reset();
     }
+    isConnected = false;
     deadline = std::min(now + options.connectDeadline, loginEnd);
-    Enter(LinkPhase::Connecting, cause);
+    Enter(target.empty() ? LinkPhase::Discovering : LinkPhase::Connecting, cause);
 }
 
 void IscsiLink::AdvanceLogin(TimePoint now)
 {
-    if (session->GetStep() == IscsiSession::Step::LoggingIn && phase == LinkPhase::Connecting) {
+    if (session->GetStep() == IscsiSession::Step::LoggingIn && !std::exchange(isConnected, true)) {
         deadline = loginEnd;
-        Enter(LinkPhase::LoggingIn, cause);
+        if (phase == LinkPhase::Connecting) {
+            Enter(LinkPhase::LoggingIn, cause);
+        }
     }
     if (session->GetStep() == IscsiSession::Step::Ended) {
         FailTry(session->Cause(), now);
@@ -170,7 +180,7 @@ void IscsiLink::AdvanceLogin(TimePoint now)
         FailTry(LateCause(), now);
     } else if (session->GetStep() != IscsiSession::Step::LoggedIn) {
         return;
-    } else if (discovering) {
+    } else if (phase == LinkPhase::Discovering) {
         AdvanceDiscovery(now);
     } else {
         reader = std::make_unique<WwnReader>(*session);
@@ -194,7 +204,6 @@ void IscsiLink::AdvanceDiscovery(TimePoint now)
         FailTry(noTarget, now);
         return;
     }
-    discovering = false;
     OpenSession(target, now);
 }
 
@@ -229,7 +238,7 @@ std::string IscsiLink::DoubtAboutArray() const
 void IscsiLink::AdvanceUp(TimePoint now)
 {
     if (session->GetStep() == IscsiSession::Step::Ended) {
-        Lose(session->Cause(), now);
+        GoDown(session->Cause(), now);
         return;
     }
     if (reader != nullptr) {
@@ -262,7 +271,7 @@ void IscsiLink::KeepAlive(TimePoint now)
 {
     if (now >= nextKeepAlive) {
         if (session->UnansweredKeepAlives() >= options.keepAliveLimit) {
-            Lose(fmt::format("the array has left {} keep-alives unanswered", options.keepAliveLimit), now);
+            GoDown(fmt::format("the array has left {} keep-alives unanswered", options.keepAliveLimit), now);
             return;
         }
         session->SendKeepAlive();
@@ -274,8 +283,9 @@ void IscsiLink::KeepAlive(TimePoint now)
 
 void IscsiLink::TakeWwn()
 {
+    const bool isNew = reader->Wwn() != wwn;
     wwn = reader->Wwn();
-    if (reader->IsLocallyAssigned()) {
+    if (isNew && reader->IsLocallyAssigned()) {
         LogWarn("gateway", "{} -> {}: WWN {:#018x} is only locally assigned, another array may have the same",
                 pair.local, pair.array, wwn);
     }
@@ -284,12 +294,13 @@ void IscsiLink::TakeWwn()
 
 void IscsiLink::BecomeUp(TimePoint now)
 {
-    wasUp = true;
+    const bool isFirst = !std::exchange(wasUp, true);
+    failures = 0;
     nextKeepAlive = now + options.keepAliveInterval;
     nextReading = now + options.retryDelay;
     if (reader->Wwn() != kNoWwn && !reader->IsReading()) {
         TakeWwn();
-    } else {
+    } else if (isFirst) {
         LogWarn("gateway", "{} -> {} is up, but the array has told no WWN; asking again", pair.local, pair.array);
     }
     Enter(LinkPhase::Up, "");
@@ -297,20 +308,22 @@ void IscsiLink::BecomeUp(TimePoint now)
     KeepAlive(now);
 }
 
-void IscsiLink::FailTry(std::string why, TimePoint now)
+void IscsiLink::FailTry(const std::string &why, TimePoint now)
+{
+    ++failures;
+    GoDown(why, now);
+}
+
+// Takes a copy of the cause, which may be that of the session that goes.
+void IscsiLink::GoDown(std::string why, TimePoint now)
 {
     credential.reset();
     DropSession();
     askedCredential = false;
     deadline = wasUp ? now + options.retryDelay : TimePoint::max();
+    nextTry = wasUp ? deadline : now + kLibraryRetryDelay;
     Enter(wasUp ? LinkPhase::WaitingToRetry : LinkPhase::Failed, why);
     Settle(why);
-}
-
-void IscsiLink::Lose(std::string why, TimePoint now)
-{
-    LogWarn("gateway", "{} -> {} lost: {}", pair.local, pair.array, why);
-    FailTry(std::move(why), now);
 }
 
 void IscsiLink::DropSession()
@@ -334,14 +347,16 @@ void IscsiLink::Enter(LinkPhase newPhase, const std::string &newCause)
 {
     phase = newPhase;
     cause = newCause;
+    if (phase != LinkPhase::WaitingToRetry && phase != LinkPhase::Failed) {
+        nextTry.reset();
+    }
     host.Publish(*this);
 }
 
 std::string IscsiLink::LateCause() const
 {
-    return phase == LinkPhase::Connecting
-               ? fmt::format("no TCP connection within {} ms", options.connectDeadline.count())
-               : fmt::format("no answer to the login within {} ms", options.loginDeadline.count());
+    return isConnected ? fmt::format("no answer to the login within {} ms", options.loginDeadline.count())
+                       : fmt::format("no TCP connection within {} ms", options.connectDeadline.count());
 }
 
 }  // namespace zef

@@ -14,6 +14,7 @@
 
 #include <chrono>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -58,6 +59,9 @@ public:
     // had.
     void CredentialArrived(std::unique_ptr<Credential> credential, const std::string &cause, TimePoint now);
 
+    // Does not wait any longer when the link waits to log in again.
+    void RetryNow(TimePoint now);
+
     // Ends the link: settles all tickets with `why` and dismisses the session.
     void Close(const std::string &why);
 
@@ -75,10 +79,13 @@ public:
     LinkPhase Phase() const { return phase; }
     uint64_t Wwn() const { return wwn; }
     uint32_t Tries() const { return tries; }
+    uint32_t Failures() const { return failures; }
+
+    // As LinkState::nextTry.
+    std::optional<TimePoint> NextTry() const { return nextTry; }
     const std::string &Cause() const { return cause; }
 
 private:
-    bool IsTrying() const;
     void BeginTry(std::unique_ptr<Credential> newCredential, TimePoint now);
     void OpenSession(const std::string &target, TimePoint now);
     void AdvanceLogin(TimePoint now);
@@ -90,8 +97,8 @@ private:
     std::string DoubtAboutArray() const;
     void TakeWwn();
     void BecomeUp(TimePoint now);
-    void FailTry(std::string why, TimePoint now);
-    void Lose(std::string why, TimePoint now);
+    void FailTry(const std::string &why, TimePoint now);
+    void GoDown(std::string why, TimePoint now);
     void DropSession();
     void Settle(const std::string &why);
     void Enter(LinkPhase newPhase, const std::string &newCause);
@@ -106,9 +113,11 @@ private:
     LinkPhase phase = LinkPhase::Created;
     std::string cause;
     uint32_t tries = 0;
+    uint32_t failures = 0;  // since it was last up
+    std::optional<TimePoint> nextTry;
     uint64_t wwn = kNoWwn;
     bool wasUp = false;
-    bool discovering = false;        // the session under way only asks for the target's name
+    bool isConnected = false;        // the session under way has its TCP connection
     bool askedTargets = false;       // discovery: the question has been sent
     bool askedCredential = false;    // WaitingToRetry: the delay is over
     TimePoint deadline = TimePoint::max();

@@ -44,8 +44,13 @@ LinkState StateOf(const IscsiLink &link)
     state.phase = link.Phase();
     state.wwn = link.Wwn();
     state.tries = link.Tries();
+    state.failures = link.Failures();
     state.cause = link.Cause();
     state.since = std::chrono::system_clock::now();
+    if (const std::optional<IscsiLink::TimePoint> next = link.NextTry()) {
+        const auto wait = *next - std::chrono::steady_clock::now();
+        state.nextTry = state.since + std::chrono::duration_cast<std::chrono::system_clock::duration>(wait);
+    }
     return state;
 }
 
@@ -86,6 +91,7 @@ void IscsiLoop::Stop()
         if (!std::exchange(stopping, true)) {
             eventfd_write(wakeUp.Get(), 1);
         }
+        wentRound.notify_all();
     }
     asker.RequestStop();
     if (thread.joinable()) {
@@ -103,9 +109,30 @@ void IscsiLoop::Run()
         RunCommands();
         AdvanceLinks();
         DropLeft();
+        CountRound();
         Wait();
     }
     CloseLinks();
+}
+
+void IscsiLoop::CountRound()
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    ++rounds;
+    wentRound.notify_all();
+}
+
+bool IscsiLoop::IsAlive(std::chrono::milliseconds patience)
+{
+    std::unique_lock<std::mutex> lock(mutex);
+    const auto isAlive = [this] { return stopping || rounds != roundsSeen; };
+    if (!isAlive()) {
+        eventfd_write(wakeUp.Get(), 1);
+        wentRound.wait_for(lock, patience, isAlive);
+    }
+    const bool alive = isAlive();
+    roundsSeen = rounds;
+    return alive;
 }
 
 bool IscsiLoop::IsStopping() const
@@ -162,6 +189,14 @@ void IscsiLoop::Execute(CredentialCommand &command)
     if (found != links.end()) {
         const TimePoint now = std::chrono::steady_clock::now();
         found->second->CredentialArrived(std::move(command.credential), command.cause, now);
+    }
+}
+
+void IscsiLoop::Execute(RetryCommand &command)
+{
+    const auto found = links.find(command.linkId);
+    if (found != links.end()) {
+        found->second->RetryNow(std::chrono::steady_clock::now());
     }
 }
 
@@ -260,6 +295,7 @@ void IscsiLoop::Publish(const IscsiLink &link)
     }
     const LinkState &told = news ? *news : state;
     LogDebug("gateway", "{}", Describe(told));
+    reports.Tell(told);
     if (listener) {
         listener(told);
     }

@@ -2,18 +2,20 @@
 #ifndef ZEF_CLIENT_GATEWAY_ISCSI_LOOP_H
 #define ZEF_CLIENT_GATEWAY_ISCSI_LOOP_H
 
+#include "common/FileDescriptor.h"
 #include "gateway/Credential.h"
 #include "gateway/CredentialAsker.h"
-#include "common/FileDescriptor.h"
 #include "gateway/GatewayOptions.h"
 #include "gateway/IscsiLink.h"
 #include "gateway/IscsiSession.h"
 #include "gateway/LinkHost.h"
+#include "gateway/LinkReports.h"
 #include "gateway/LinkState.h"
 #include "gateway/LinkTable.h"
 #include "gateway/LoginTicket.h"
 
 #include <chrono>
+#include <condition_variable>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -44,7 +46,10 @@ public:
         std::unique_ptr<Credential> credential;
         std::string cause;
     };
-    using Command = std::variant<ConnectCommand, DeleteCommand, CredentialCommand>;
+    struct RetryCommand {
+        uint64_t linkId = 0;
+    };
+    using Command = std::variant<ConnectCommand, DeleteCommand, CredentialCommand, RetryCommand>;
 
     // Starts the thread. linkTable must outlive the loop. Throws std::system_error when the kernel refuses what it
     // needs.
@@ -56,6 +61,13 @@ public:
     // Hands a command over, from any thread. False once the loop is stopping; a connect command's ticket is settled
     // then.
     bool Post(Command command);
+
+    // True when the thread has gone round since the last question, or goes round within `patience`, or is stopping. Any
+    // thread.
+    bool IsAlive(std::chrono::milliseconds patience);
+
+    // Where the loop, and whoever calls it, reports that links are not up.
+    LinkReports &Reports() { return reports; }
 
     // Settles every ticket at once, logs all sessions out within the logout deadline, cuts those that remain, and
     // returns when the thread has ended and its descriptors are closed. Not to be called from a listener.
@@ -82,6 +94,8 @@ private:
     void Execute(ConnectCommand &command);
     void Execute(DeleteCommand &command);
     void Execute(CredentialCommand &command);
+    void Execute(RetryCommand &command);
+    void CountRound();
     void AdvanceLinks();
     void DropLeft();
     void Wait();
@@ -93,6 +107,7 @@ private:
     const GatewayOptions options;
     const LinkListener listener;
     LinkTable &table;
+    LinkReports reports;
 
     // Of the loop's thread alone.
     std::map<uint64_t, std::unique_ptr<IscsiLink>> links;
@@ -102,6 +117,9 @@ private:
     bool stopping = false;
     std::vector<Command> commands;
     FileDescriptor wakeUp;  // an eventfd; closed last, by Stop
+    uint64_t rounds = 0;
+    uint64_t roundsSeen = 0;  // by the last question whether the loop is alive
+    std::condition_variable wentRound;
 
     CredentialAsker asker;
     std::thread thread;

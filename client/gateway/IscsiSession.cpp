@@ -35,6 +35,18 @@ std::string Printable(const std::string &text)
     return clean;
 }
 
+// The tag of a request is another one in every session; without it the same trouble always has the same words.
+std::string WithoutTag(std::string text)
+{
+    constexpr char kTag[] = "itt:";
+    const size_t found = text.find(kTag);
+    if (found == std::string::npos) {
+        return text;
+    }
+    const size_t begin = found + sizeof kTag - 1;
+    return text.replace(begin, text.find_first_not_of("0123456789abcdefx", begin) - begin, "?");
+}
+
 bool HasUnreadBytes(int socket)
 {
     int count = 0;
@@ -279,7 +291,7 @@ bool IscsiSession::TakeAnswer(ScsiAnswer &taken)
 
 std::string IscsiSession::ErrorText() const
 {
-    return Printable(iscsi_get_error(context.get()));
+    return WithoutTag(Printable(iscsi_get_error(context.get())));
 }
 
 // libiscsi's own words for a session that broke only tell what it did not do.

@@ -15,7 +15,7 @@ class LinkHost {
 public:
     virtual ~LinkHost() = default;
 
-    // The link's phase, WWN or cause is a new one.
+    // The link's phase, WWN, cause or number of failures is a new one.
     virtual void Publish(const IscsiLink &link) = 0;
 
     // The link wants to log in again by itself; the answer goes to IscsiLink::CredentialArrived.

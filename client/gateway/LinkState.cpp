@@ -18,6 +18,8 @@ const char *LinkPhaseName(LinkPhase phase)
     switch (phase) {
     case LinkPhase::Created:
         return "created";
+    case LinkPhase::Discovering:
+        return "asking for targets";
     case LinkPhase::Connecting:
         return "connecting";
     case LinkPhase::LoggingIn:
@@ -34,6 +36,12 @@ const char *LinkPhaseName(LinkPhase phase)
         return "closed";
     }
     return "unknown";
+}
+
+bool IsTrying(LinkPhase phase)
+{
+    return phase == LinkPhase::Discovering || phase == LinkPhase::Connecting || phase == LinkPhase::LoggingIn ||
+           phase == LinkPhase::ReadingWwn;
 }
 
 std::string Describe(const LinkState &state)

@@ -6,7 +6,8 @@ namespace {
 
 bool IsSame(const LinkState &one, const LinkState &other)
 {
-    return one.phase == other.phase && one.wwn == other.wwn && one.cause == other.cause;
+    return one.phase == other.phase && one.wwn == other.wwn && one.cause == other.cause &&
+           one.failures == other.failures;
 }
 
 }  // namespace
@@ -58,14 +59,14 @@ std::optional<LinkState> LinkTable::Find(const std::string &local, const std::st
     return found == entries.end() ? std::nullopt : std::optional<LinkState>(found->second.state);
 }
 
-std::vector<LinkState> LinkTable::All() const
+std::vector<LinkTable::Entry> LinkTable::Entries() const
 {
     const std::lock_guard<std::mutex> lock(mutex);
-    std::vector<LinkState> states;
+    std::vector<Entry> all;
     for (const auto &[key, entry] : entries) {
-        states.push_back(entry.state);
+        all.push_back(entry);
     }
-    return states;
+    return all;
 }
 
 void LinkTable::Clear()

@@ -30,14 +30,14 @@ public:
     // Forgets the pair and returns its id; nothing for a pair that is not there.
     std::optional<uint64_t> Remove(const std::string &local, const std::string &array);
 
-    // Stores a link's new state, under the id that Join gave. Returns it, dated, when phase, WWN or cause have changed;
-    // nothing when they have not, or when the link was removed meanwhile.
+    // Stores a link's new state, under the id that Join gave. Returns it, dated, when phase, WWN, cause or
+    // failures have changed; nothing when they have not, or when the link was removed meanwhile.
     std::optional<LinkState> Publish(uint64_t id, const LinkState &state);
 
     std::optional<LinkState> Find(const std::string &local, const std::string &array) const;
 
     // Ordered by local address, then array address, as texts.
-    std::vector<LinkState> All() const;
+    std::vector<Entry> Entries() const;
 
     void Clear();
 

@@ -1,6 +1,10 @@
 #include "iputil/AddressProbe.h"
 
+#include "common/NeverDestroyed.h"
+#include "log/FailureLog.h"
 #include "log/Log.h"
+
+#include <fmt/format.h>
 
 #include <algorithm>
 #include <memory>
@@ -22,6 +26,15 @@ namespace {
 struct FreeInterfaces {
     void operator()(ifaddrs *first) const { freeifaddrs(first); }
 };
+
+// Every try would say so again.
+void WarnNowAndThen(const std::string &text)
+{
+    static NeverDestroyed<FailureLog> said;
+    if (said.Get().Failed(text, "")) {
+        LogWarn("iputil", "{}", text);
+    }
+}
 
 // False for a text that is no address. port 0 leaves it to the kernel.
 bool FillAddress(const std::string &text, uint16_t port, sockaddr_in &address)
@@ -56,9 +69,9 @@ int OutcomeOf(int socket)
     return getsockopt(socket, SOL_SOCKET, SO_ERROR, &error, &size) == 0 ? error : errno;
 }
 
-// Rounded up, so that the end has come when poll() returns.
-constexpr int kMostReasons = 4;
+constexpr size_t kMostReasons = 4;
 
+// Rounded up, so that the end has come when poll() returns.
 int PollTimeout(std::chrono::steady_clock::time_point end)
 {
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - std::chrono::steady_clock::now()).count();
@@ -89,26 +102,40 @@ std::set<std::string> AddressProbe::Reachable(const std::vector<std::string> &ca
 {
     const size_t count = std::min(candidates.size(), kMostSockets);
     if (count < candidates.size()) {
-        LogWarn("iputil", "{} local addresses, of which only the first {} are tried", candidates.size(), count);
+        WarnNowAndThen(
+            fmt::format("{} local addresses, of which only the first {} are tried", candidates.size(), count));
     }
     const TimePoint end = std::chrono::steady_clock::now() + deadline;
     for (size_t i = 0; i < count; ++i) {
-        Begin(candidates[i]);
+        Begin(i, candidates[i]);
     }
-    const bool stopped = !WaitForAnswers(end);
+    wasStopped = !WaitForAnswers(end);
     for (const Attempt &attempt : attempts) {
-        Note(attempt, stopped ? ECANCELED : ETIMEDOUT);
+        Note(attempt, wasStopped ? ECANCELED : ETIMEDOUT);
     }
     attempts.clear();
-    if (stopped) {
+    if (wasStopped) {
         reached.clear();
     }
     return reached;
 }
 
-void AddressProbe::Begin(const std::string &local)
+std::string AddressProbe::WhyNot() const
 {
-    Attempt attempt{local, FileDescriptor(socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0))};
+    std::string text = failures.empty() ? "there are none on interfaces that are up" : "";
+    size_t told = 0;
+    for (const auto &[place, failure] : failures) {
+        if (told++ == kMostReasons) {
+            return text + ", and so on";
+        }
+        text += (text.empty() ? "" : ", ") + failure;
+    }
+    return text;
+}
+
+void AddressProbe::Begin(size_t place, const std::string &local)
+{
+    Attempt attempt{place, local, FileDescriptor(socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0))};
     const int error = attempt.socket ? ConnectFrom(attempt.socket.Get(), local, array, port) : errno;
     if (error == EINPROGRESS) {
         attempts.push_back(std::move(attempt));
@@ -163,18 +190,14 @@ void AddressProbe::Note(const Attempt &attempt, int error)
         return;
     }
     LogDebug("iputil", "{} does not reach {}:{}: {}", attempt.local, array, port, std::strerror(error));
-    if (++failures <= kMostReasons) {
-        whyNot += (whyNot.empty() ? "" : ", ") + attempt.local + ": " + std::strerror(error);
-    } else if (failures == kMostReasons + 1) {
-        whyNot += ", and so on";
-    }
+    failures[attempt.place] = attempt.local + ": " + std::strerror(error);
 }
 
 std::vector<std::string> LocalAddresses()
 {
     ifaddrs *list = nullptr;
     if (getifaddrs(&list) != 0) {
-        LogError("iputil", "cannot list the local addresses: {}", std::strerror(errno));
+        WarnNowAndThen(fmt::format("cannot list the local addresses: {}", std::strerror(errno)));
         return {};
     }
     const std::unique_ptr<ifaddrs, FreeInterfaces> owner(list);

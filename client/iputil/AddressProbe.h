@@ -5,6 +5,7 @@
 #include "common/FileDescriptor.h"
 
 #include <chrono>
+#include <map>
 #include <set>
 #include <string>
 #include <vector>
@@ -33,19 +34,23 @@ public:
     // the probe was stopped.
     std::set<std::string> Reachable(const std::vector<std::string> &candidates);
 
-    // Why candidates did not connect, one after the other, such as "10.0.0.1: Connection refused, 127.0.0.1: Invalid
-    // argument". Only the first few are told.
-    const std::string &WhyNot() const { return whyNot; }
+    // True when the stop descriptor ended the probe.
+    bool WasStopped() const { return wasStopped; }
+
+    // Why no candidate connected: one after the other, in their order, such as "10.0.0.1: Connection refused,
+    // 127.0.0.1: Invalid argument". Only the first few are told.
+    std::string WhyNot() const;
 
 private:
     using TimePoint = std::chrono::steady_clock::time_point;
 
     struct Attempt {
+        size_t place;  // among the candidates
         std::string local;
         FileDescriptor socket;
     };
 
-    void Begin(const std::string &local);
+    void Begin(size_t place, const std::string &local);
     bool WaitForAnswers(TimePoint end);
     std::vector<pollfd> Descriptors() const;
     void TakeAnswers(const std::vector<pollfd> &polled);
@@ -57,8 +62,8 @@ private:
     const int stop;
     std::vector<Attempt> attempts;  // still without an answer
     std::set<std::string> reached;
-    int failures = 0;
-    std::string whyNot;
+    bool wasStopped = false;
+    std::map<size_t, std::string> failures;  // by place
 };
 
 // The IPv4 addresses of all interfaces that are up, each once, in the system's order.

@@ -1,6 +1,7 @@
 // The platform's address helpers.
 #include "iputil/AddressProbe.h"
 #include "iputil/IpUtilSettings.h"
+#include "iputil/ProbeRecord.h"
 #include "log/Log.h"
 
 #include <zef_config/platform/IpUtil.h>
@@ -22,11 +23,18 @@ std::set<std::string> IpUtil::GetHostIpsCanConnect(const std::string &ip)
     }
     const zef::IpUtilSettings &settings = zef::IpUtilSettings::Instance();
     const zef::IpUtilOptions options = settings.Options();
+    if (options.isWanted && !options.isWanted(ip)) {
+        zef::LogInfo("iputil", "{} is not tried: it is no longer configured", ip);
+        return {};
+    }
     zef::AddressProbe probe(ip, options.port, options.deadline, settings.StopDescriptor());
     std::set<std::string> reachable = probe.Reachable(zef::LocalAddresses());
-    if (reachable.empty()) {
-        zef::LogWarn("iputil", "no local address reaches {}:{} ({}); the library tries again in 2 s", ip, options.port,
-                     probe.WhyNot());
+    if (probe.WasStopped()) {
+        zef::LogInfo("iputil", "{}:{} is not tried: the client stops", ip, options.port);
+    } else if (reachable.empty()) {
+        zef::ProbeRecord::Instance().NotReached(ip, options.port, probe.WhyNot());
+    } else {
+        zef::ProbeRecord::Instance().Reached(ip, options.port);
     }
     return reachable;
 }

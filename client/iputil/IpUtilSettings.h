@@ -5,7 +5,9 @@
 #include "common/FileDescriptor.h"
 
 #include <chrono>
+#include <functional>
 #include <mutex>
+#include <string>
 
 #include <cstdint>
 
@@ -14,6 +16,10 @@ namespace zef {
 struct IpUtilOptions {
     uint16_t port = 3260;                      // the array's
     std::chrono::milliseconds deadline{1000};  // for all connections of one try together
+
+    // Whether an array address is still to be reached: asked in front of each try, on the thread of the task that wants
+    // it. A task may still be queued when its address is removed. Empty: all are.
+    std::function<bool(const std::string &array)> isWanted = nullptr;
 };
 
 // Process-wide, because the functions of IpUtil have no object. May be used from any thread.

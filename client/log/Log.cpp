@@ -1,8 +1,8 @@
 #include "log/Log.h"
 
+#include "common/NeverDestroyed.h"
 #include "log/JournalStream.h"
 #include "log/LogText.h"
-#include "common/NeverDestroyed.h"
 #include "log/PlatformLog.h"
 
 #include <spdlog/logger.h>
@@ -11,6 +11,7 @@
 #include <spdlog/sinks/stdout_color_sinks.h>
 #include <spdlog/sinks/systemd_sink.h>
 
+#include <atomic>
 #include <cstdlib>
 #include <memory>
 #include <string>
@@ -86,22 +87,31 @@ public:
     Output() : sinks(std::make_shared<spdlog::sinks::dist_sink_mt>()), logger(kIdentifier, sinks)
     {
         sinks->add_sink(MakeConsoleSink());
-        logger.set_level(spdlog::level::info);
+        SetLevel(LogLevel::Info);
     }
 
     void Direct(const LogOptions &options)
     {
         sinks->set_sinks({GoesToJournal(options.destination) ? MakeJournalSink() : MakeConsoleSink()});
-        logger.set_level(SpdlogLevel(options.level));
+        SetLevel(options.level);
     }
 
-    bool Shows(LogLevel level) const { return logger.should_log(SpdlogLevel(level)); }
+    void SetLevel(LogLevel newLevel)
+    {
+        level = newLevel;
+        logger.set_level(SpdlogLevel(newLevel));
+    }
 
-    void Write(LogLevel level, spdlog::string_view_t line) { logger.log(SpdlogLevel(level), line); }
+    LogLevel Level() const { return level; }
+
+    bool Shows(LogLevel ofLine) const { return logger.should_log(SpdlogLevel(ofLine)); }
+
+    void Write(LogLevel ofLine, spdlog::string_view_t line) { logger.log(SpdlogLevel(ofLine), line); }
 
 private:
     std::shared_ptr<spdlog::sinks::dist_sink_mt> sinks;
     spdlog::logger logger;
+    std::atomic<LogLevel> level;
 };
 
 // The workers of the library's task pool write until the library itself is destroyed, after the program's own objects.
@@ -115,8 +125,36 @@ Output &GetOutput()
 
 void StartLog(const LogOptions &options)
 {
+    FlushLog();
     GetOutput().Direct(options);
     SetPlatformLogLevel(options.level);
+}
+
+void FlushLog()
+{
+    FlushPlatformLog();
+}
+
+LogLevel CurrentLogLevel()
+{
+    return GetOutput().Level();
+}
+
+void SetLogLevel(LogLevel level)
+{
+    FlushLog();
+    GetOutput().SetLevel(level);
+    SetPlatformLogLevel(level);
+}
+
+const char *LogLevelName(LogLevel level)
+{
+    for (const auto &[name, known] : kLevelNames) {
+        if (known == level) {
+            return name.data();
+        }
+    }
+    return "unknown";
 }
 
 std::optional<LogLevel> LogLevelByName(std::string_view name)

@@ -29,6 +29,20 @@ struct LogOptions {
 // the library runs: it reads that threshold without a lock.
 void StartLog(const LogOptions &options);
 
+// Messages that the library repeats are thinned unless the level is debug: this writes how many were left out since it
+// was last told. Happens by itself when the process exits; earlier where somebody should see it earlier.
+void FlushLog();
+
+// The least important level that is shown.
+LogLevel CurrentLogLevel();
+
+// Changes what StartLog set, without the destination. To be called while no code of the library runs, such as under a
+// TaskPause: it reads its threshold without a lock.
+void SetLogLevel(LogLevel level);
+
+// "error", "warn", "info" or "debug".
+const char *LogLevelName(LogLevel level);
+
 // The level named "error", "warn", "info" or "debug"; nothing for any other name.
 std::optional<LogLevel> LogLevelByName(std::string_view name);
 

@@ -1,5 +1,8 @@
 #include "log/PlatformLog.h"
 
+#include "common/NeverDestroyed.h"
+#include "log/LibraryLogThinner.h"
+
 #include <zef_config/platform/Log.h>
 
 #include <fmt/format.h>
@@ -7,9 +10,12 @@
 #include <algorithm>
 #include <array>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include <cstdarg>
 #include <cstdio>
+#include <cstdlib>
 #include <ctime>
 
 namespace {
@@ -84,6 +90,22 @@ __attribute__((format(printf, 1, 0))) std::string Render(const char *format, va_
     return message;
 }
 
+// The library writes while the process ends, too. However that comes about, what was left out is told.
+zef::LibraryLogThinner &Thinner()
+{
+    static zef::NeverDestroyed<zef::LibraryLogThinner> thinner;
+    static const int isRegistered = std::atexit(zef::FlushLog);
+    static_cast<void>(isRegistered);
+    return thinner.Get();
+}
+
+void WriteLibraryLines(const std::vector<zef::LibraryLogThinner::Line> &lines)
+{
+    for (const zef::LibraryLogThinner::Line &line : lines) {
+        zef::WriteLog(line.level, ComponentOf(kLibraryModule).c_str(), line.text);
+    }
+}
+
 }  // namespace
 
 int g_infra_log_lvl = kPlatformInformation;
@@ -107,11 +129,18 @@ void yrlog(int module, int level, const char *file, int line, const char *functi
     va_start(args, format);
     std::string message = Render(format, args);
     va_end(args);
-    if (zef::IsLogged(zef::LogLevel::Debug)) {
+    const zef::LogLevel clientLevel = ClientLevel(nas_log_map_get(level));
+    const bool isDebugged = zef::IsLogged(zef::LogLevel::Debug);
+    if (module == kLibraryModule && !isDebugged) {
+        // The protocol's messages are throttled by the library itself.
+        WriteLibraryLines(Thinner().Pass(clientLevel, file, line, std::move(message)));
+        return;
+    }
+    if (isDebugged) {
         // In front, since it must not come between a message and its trailing newline.
         message = fmt::format("{}:{} {}: {}", file, line, function, message);
     }
-    zef::WriteLog(ClientLevel(nas_log_map_get(level)), ComponentOf(module).c_str(), message);
+    zef::WriteLog(clientLevel, ComponentOf(module).c_str(), message);
 }
 
 // In milliseconds: 15000 jiffies are 15 s.
@@ -127,6 +156,11 @@ namespace zef {
 void SetPlatformLogLevel(LogLevel level)
 {
     g_infra_log_lvl = PlatformLevel(level);
+}
+
+void FlushPlatformLog()
+{
+    WriteLibraryLines(Thinner().Flush());
 }
 
 }  // namespace zef

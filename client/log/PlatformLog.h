@@ -9,6 +9,9 @@ namespace zef {
 // Sets g_infra_log_lvl so that the library's messages pass exactly when IsLogged shows their level.
 void SetPlatformLogLevel(LogLevel level);
 
+// Writes how many of the library's messages were left out and not told yet.
+void FlushPlatformLog();
+
 }  // namespace zef
 
 #endif

@@ -120,7 +120,7 @@ TEST_F(IpGatewayCloseTest, EndsDuringDiscovery)
     StartArray();
     tgt->Freeze();
     CountFromHere();
-    CloseDuring(LinkPhase::LoggingIn);
+    CloseDuring(LinkPhase::Discovering);
     tgt->Thaw();
 }
 

@@ -9,6 +9,8 @@
 #include <algorithm>
 #include <array>
 #include <fstream>
+#include <future>
+#include <mutex>
 #include <random>
 #include <thread>
 
@@ -188,6 +190,107 @@ TEST_F(IpGatewayLoginTest, AWrongUserIsRefusedWithTheArraysReason)
     EXPECT_EQ(OnlyLink().cause, "Failed to log in to target. Status: Authentication failure(513)");
 }
 
+TEST_F(IpGatewayLoginTest, TheLogTellsAFailureThatRepeatsOnce)
+{
+    options.arrayPort = RefusedPort("127.0.0.1");
+    testing::internal::CaptureStderr();
+    StartGateway();
+    for (int i = 0; i < 5; ++i) {
+        EXPECT_EQ(Create("127.0.0.1", "127.0.0.1"), -1);
+    }
+    gateway.Close();
+    const std::string log = testing::internal::GetCapturedStderr();
+    const size_t first = log.find("is not up: cannot connect");
+    EXPECT_NE(first, std::string::npos) << log;
+    EXPECT_EQ(log.find("is not up", first + 1), std::string::npos) << log;
+}
+
+TEST_F(IpGatewayLoginTest, AFailedLinkTellsHowOftenAndWhenTheLibraryTriesAgain)
+{
+    options.arrayPort = RefusedPort("127.0.0.1");
+    StartGateway();
+    EXPECT_EQ(Create("127.0.0.1", "127.0.0.1"), -1);
+    EXPECT_EQ(Create("127.0.0.1", "127.0.0.1"), -1);
+    const LinkState link = OnlyLink();
+    EXPECT_EQ(link.failures, 2u);
+    ASSERT_TRUE(link.nextTry.has_value());
+    EXPECT_GT(*link.nextTry, link.since + std::chrono::seconds(1));
+    EXPECT_LE(*link.nextTry, link.since + std::chrono::seconds(3));
+}
+
+TEST_F(IpGatewayLoginTest, WithoutACredentialATryFailsButNoLoginBegins)
+{
+    callbackResult = -1;
+    StartGateway();
+    EXPECT_EQ(Create("127.0.0.1", "127.0.0.1"), -1);
+    EXPECT_EQ(OnlyLink().tries, 0u);
+    EXPECT_EQ(OnlyLink().failures, 1u);
+}
+
+TEST_F(IpGatewayLoginTest, APairThatIsNotWantedGetsNoLink)
+{
+    std::vector<std::string> asked;
+    options.isWanted = [&asked](const std::string &local, const std::string &array) {
+        asked.push_back(local + " " + array);
+        return local != "127.0.0.2";
+    };
+    StartArray();
+    testing::internal::CaptureStderr();
+    StartGateway();
+    EXPECT_EQ(Create("127.0.0.2"), -1);
+    EXPECT_TRUE(gateway.Links().empty());
+    EXPECT_EQ(callbackCalls, 0);
+    EXPECT_EQ(Create("127.0.0.3"), 0);
+    EXPECT_THAT(asked, ElementsAre("127.0.0.2 127.0.0.1", "127.0.0.3 127.0.0.1"));
+    EXPECT_THAT(testing::internal::GetCapturedStderr(),
+                HasSubstr("info    [gateway] link 127.0.0.2 -> 127.0.0.1 refused: it is no longer configured\n"));
+}
+
+TEST_F(IpGatewayLoginTest, AGatewayThatDoesNotRunAsksNotWhatIsWanted)
+{
+    options.isWanted = [](const std::string &, const std::string &) {
+        ADD_FAILURE() << "asked";
+        return true;
+    };
+    StartGateway();
+    gateway.Close();
+    EXPECT_EQ(Create("127.0.0.1", "127.0.0.1"), -1);
+}
+
+TEST_F(IpGatewayLoginTest, IsAliveAsLongAsItsThreadGoesRound)
+{
+    EXPECT_TRUE(gateway.IsAlive(std::chrono::milliseconds(0))) << "not started";
+    StartGateway();
+    EXPECT_TRUE(gateway.IsAlive(kPatience));
+    EXPECT_TRUE(gateway.IsAlive(kPatience)) << "even when there is nothing to do";
+    gateway.Close();
+    EXPECT_TRUE(gateway.IsAlive(std::chrono::milliseconds(0)));
+}
+
+TEST_F(IpGatewayLoginTest, IsNotAliveWhileItsThreadHangs)
+{
+    std::promise<void> hangs;
+    std::promise<void> goOn;
+    std::once_flag once;
+    options.arrayPort = RefusedPort("127.0.0.1");
+    gateway.SetClientUuid(kUuid);
+    gateway.Start(options, [&](const LinkState &) {
+        std::call_once(once, [&] {
+            hangs.set_value();
+            goOn.get_future().wait();
+        });
+    });
+    std::thread caller([this] { EXPECT_EQ(Create("127.0.0.1", "127.0.0.1"), -1); });
+    hangs.get_future().wait();
+    EXPECT_TRUE(gateway.IsAlive(std::chrono::milliseconds(0))) << "it went round before";
+    EXPECT_FALSE(gateway.IsAlive(std::chrono::milliseconds(50)));
+    EXPECT_FALSE(gateway.IsAlive(std::chrono::milliseconds(0)));
+    goOn.set_value();
+    EXPECT_TRUE(gateway.IsAlive(kPatience));
+    caller.join();
+    gateway.Close();  // before what the listener refers to
+}
+
 TEST_F(IpGatewayLoginTest, AFailedLinkIsTriedAgainWhenTheLibraryAsks)
 {
     StartArray();
@@ -214,7 +317,9 @@ TEST_F(IpGatewayLoginTest, TheLogSaysWhyAndNeverThePassword)
     gateway.Close();
     const std::string log = testing::internal::GetCapturedStderr();
     EXPECT_THAT(log, HasSubstr("link 127.0.0.1 -> 127.0.0.1 is not up: Failed to log in to target. "
-                               "Status: Authentication failure(513); the library tries again in 2 s"));
+                               "Status: Authentication failure(513); tried again every 2 s, reported again when the "
+                               "cause changes, in 10 minutes, or when it is up\n"));
+    EXPECT_THAT(log, HasSubstr("link 127.0.0.1 -> 127.0.0.1 is up after 1 failed try\n"));
     EXPECT_THAT(log, Not(HasSubstr("horse")));
 }
 
@@ -225,6 +330,7 @@ TEST_F(IpGatewayLoginTest, ThePasswordLeavesMemoryWithTheLogin)
     relay.HoldAt(TcpRelay::kLoginRequest);
     options.arrayPort = relay.Port();
     callback = GiveTurnedPassword;
+    options.loginDeadline = std::chrono::hours(1);  // the search goes through much memory under a sanitizer
     StartGateway();
     std::thread caller([this] { EXPECT_EQ(Create("127.0.0.1", "127.0.0.1"), 0); });
     EXPECT_TRUE(relay.WaitUntilHolding());
@@ -381,6 +487,23 @@ TEST_F(IpGatewayLoginTest, WithoutATargetNameTheOnlyTargetIsTaken)
     EXPECT_EQ(Info("127.0.0.2", "127.0.0.1").wwn, array.Wwn());
     EXPECT_EQ(OnlyLink().tries, 1u);
     EXPECT_THAT(array.InitiatorAddresses(), ElementsAre("127.0.0.2"));
+    std::vector<LinkPhase> phases;
+    for (const LinkState &state : record.All()) {
+        phases.push_back(state.phase);
+    }
+    EXPECT_THAT(phases, ElementsAre(LinkPhase::Discovering, LinkPhase::Connecting, LinkPhase::LoggingIn,
+                                    LinkPhase::ReadingWwn, LinkPhase::Up));
+}
+
+TEST_F(IpGatewayLoginTest, ADiscoveryThatIsNotAnsweredFailsAtTheLoginDeadline)
+{
+    FakePortal portal("127.0.0.1", FakePortal::StaySilent());
+    options.arrayPort = portal.Port();
+    options.targetName = "";
+    options.loginDeadline = std::chrono::milliseconds(300);
+    StartGateway();
+    EXPECT_EQ(Create("127.0.0.1", "127.0.0.1"), -1);
+    EXPECT_EQ(OnlyLink().cause, "no answer to the login within 300 ms");
 }
 
 TEST_F(IpGatewayLoginTest, WithoutATargetNameTwoTargetsAreOneTooMany)

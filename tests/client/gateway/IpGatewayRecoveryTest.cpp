@@ -16,6 +16,8 @@ namespace {
 using testing::Contains;
 using testing::HasSubstr;
 
+using Pairs = std::vector<std::pair<std::string, std::string>>;
+
 std::atomic<bool> insideTask{false};
 std::atomic<bool> askedBesideTask{false};
 std::atomic<int> asked{0};
@@ -83,7 +85,7 @@ TEST_F(IpGatewayRecoveryTest, ALostLinkSaysHowItWasLost)
     }));
     gateway.Close();
     EXPECT_THAT(testing::internal::GetCapturedStderr(),
-                HasSubstr("127.0.0.1 -> 127.0.0.1 lost: the array closed the connection"));
+                HasSubstr("link 127.0.0.1 -> 127.0.0.1 lost: the array closed the connection; tried again every 2 s"));
 }
 
 TEST_F(IpGatewayRecoveryTest, ABrokenConnectionIsMadeAnewFromTheSameSourceAddress)
@@ -200,6 +202,61 @@ TEST_F(IpGatewayRecoveryTest, AskingForALostLinkTriesAtOnce)
     tgt->Start();
     EXPECT_EQ(Create("127.0.0.1"), 0);
     EXPECT_EQ(OnlyLink().phase, LinkPhase::Up);
+}
+
+TEST_F(IpGatewayRecoveryTest, RetryNowTriesAtOnceWhatWaits)
+{
+    options.retryDelay = std::chrono::hours(1);
+    StartArray();
+    BringUp();
+    EXPECT_TRUE(gateway.RetryNow().empty()) << "it is up";
+    tgt->Kill();
+    EXPECT_TRUE(record.WaitFor(LinkPhase::WaitingToRetry));
+    tgt->Start();
+    EXPECT_EQ(gateway.RetryNow(), (Pairs{{"127.0.0.1", "127.0.0.1"}}));
+    EXPECT_TRUE(record.WaitFor(LinkPhase::Up));
+    EXPECT_EQ(OnlyLink().tries, 2u);
+}
+
+TEST_F(IpGatewayRecoveryTest, RetryNowLeavesFailedLinksToTheLibrary)
+{
+    StartArray();
+    StartGateway();
+    SetPassword("wrong-horse-12");
+    EXPECT_EQ(Create("127.0.0.1"), -1);
+    EXPECT_TRUE(gateway.RetryNow().empty());
+    gateway.Close();
+    EXPECT_TRUE(gateway.RetryNow().empty());
+    EXPECT_EQ(callbackCalls, 1);
+}
+
+TEST_F(IpGatewayRecoveryTest, ALostLinkTellsWhenItIsTriedAgain)
+{
+    options.retryDelay = std::chrono::hours(1);
+    StartArray();
+    BringUp();
+    EXPECT_EQ(OnlyLink().nextTry, std::nullopt);
+    const auto before = std::chrono::system_clock::now();
+    tgt->Kill();
+    EXPECT_TRUE(record.WaitFor(LinkPhase::WaitingToRetry));
+    ASSERT_TRUE(OnlyLink().nextTry.has_value());
+    EXPECT_GT(*OnlyLink().nextTry, before + std::chrono::minutes(59));
+    EXPECT_LT(*OnlyLink().nextTry, std::chrono::system_clock::now() + std::chrono::minutes(61));
+}
+
+TEST_F(IpGatewayRecoveryTest, CountsTheTriesThatFailSinceItWasUp)
+{
+    StartArray();
+    BringUp();
+    tgt->Kill();
+    EXPECT_TRUE(record.WaitFor([](const LinkState &state) {
+        return state.phase == LinkPhase::WaitingToRetry && state.failures == 0;
+    })) << "the loss is no failed try";
+    EXPECT_TRUE(record.WaitFor([](const LinkState &state) { return state.failures == 3; }));
+    EXPECT_TRUE(gateway.Links().front().failures >= 3);
+    tgt->Start();
+    EXPECT_TRUE(record.WaitFor(LinkPhase::Up));
+    EXPECT_EQ(OnlyLink().failures, 0u);
 }
 
 TEST_F(IpGatewayRecoveryTest, ATaskThatWaitsForALostLinkDoesNotWaitForItself)

@@ -50,10 +50,24 @@ TEST(LinkStateTest, LeavesThePreviousCauseOutWhileALoginIsUnderWay)
     EXPECT_EQ(Describe(state), "10.0.0.1 -> 10.0.0.9 logging in");
 }
 
+TEST(LinkStateTest, KnowsTheLinksWhoseLoginIsUnderWay)
+{
+    using zef::LinkPhase;
+    for (const LinkPhase phase :
+         {LinkPhase::Discovering, LinkPhase::Connecting, LinkPhase::LoggingIn, LinkPhase::ReadingWwn}) {
+        EXPECT_TRUE(IsTrying(phase)) << LinkPhaseName(phase);
+    }
+    for (const LinkPhase phase : {LinkPhase::Created, LinkPhase::Up, LinkPhase::WaitingToRetry, LinkPhase::Failed,
+                                  LinkPhase::Closed}) {
+        EXPECT_FALSE(IsTrying(phase)) << LinkPhaseName(phase);
+    }
+}
+
 TEST(LinkStateTest, NamesEveryPhase)
 {
     using zef::LinkPhase;
     EXPECT_STREQ(LinkPhaseName(LinkPhase::Created), "created");
+    EXPECT_STREQ(LinkPhaseName(LinkPhase::Discovering), "asking for targets");
     EXPECT_STREQ(LinkPhaseName(LinkPhase::Connecting), "connecting");
     EXPECT_STREQ(LinkPhaseName(LinkPhase::ReadingWwn), "reading WWN");
     EXPECT_STREQ(LinkPhaseName(LinkPhase::Closed), "closed");

@@ -44,6 +44,10 @@ TEST(LinkTableTest, PublishReturnsChangesAndNothingElse)
     EXPECT_TRUE(table.Publish(entry.id, failed).has_value());
     EXPECT_FALSE(table.Publish(entry.id, failed).has_value());
     EXPECT_TRUE(table.Publish(entry.id, Changed(entry.state, LinkPhase::Failed, "two")).has_value());
+    LinkState again = Changed(entry.state, LinkPhase::Failed, "two");
+    again.failures = 2;
+    EXPECT_TRUE(table.Publish(entry.id, again).has_value());
+    EXPECT_FALSE(table.Publish(entry.id, again).has_value());
     EXPECT_EQ(table.Find("1.1.1.1", "2.2.2.2")->cause, "two");
 }
 
@@ -69,15 +73,15 @@ TEST(LinkTableTest, PublishForALinkThatIsGoneChangesNothing)
     EXPECT_EQ(table.Find("1.1.1.1", "2.2.2.2")->phase, LinkPhase::Created);
 }
 
-TEST(LinkTableTest, AllIsInTheOrderOfTheAddresses)
+TEST(LinkTableTest, EntriesAreInTheOrderOfTheAddresses)
 {
     LinkTable table;
     table.Join("1.1.1.2", "2.2.2.2");
     table.Join("1.1.1.1", "2.2.2.3");
     table.Join("1.1.1.1", "2.2.2.2");
-    const std::vector<LinkState> all = table.All();
+    const std::vector<LinkTable::Entry> all = table.Entries();
     ASSERT_EQ(all.size(), 3u);
-    EXPECT_EQ(all[0].local + all[0].array, "1.1.1.12.2.2.2");
-    EXPECT_EQ(all[1].local + all[1].array, "1.1.1.12.2.2.3");
-    EXPECT_EQ(all[2].local + all[2].array, "1.1.1.22.2.2.2");
+    EXPECT_EQ(all[0].state.local + all[0].state.array, "1.1.1.12.2.2.2");
+    EXPECT_EQ(all[1].state.local + all[1].state.array, "1.1.1.12.2.2.3");
+    EXPECT_EQ(all[2].state.local + all[2].state.array, "1.1.1.22.2.2.2");
 }

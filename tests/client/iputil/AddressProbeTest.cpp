@@ -89,6 +89,42 @@ TEST(AddressProbeTest, EndsWhenItIsStopped)
     EXPECT_THAT(found.get(), IsEmpty());
 }
 
+TEST(AddressProbeTest, TellsThatItWasStopped)
+{
+    const FullPortal portal("127.0.0.1");
+    const FileDescriptor stop(eventfd(1, EFD_CLOEXEC));
+    AddressProbe stopped("127.0.0.1", portal.Port(), std::chrono::hours(1), stop.Get());
+    EXPECT_THAT(stopped.Reachable({"127.0.0.2"}), IsEmpty());
+    EXPECT_TRUE(stopped.WasStopped());
+    AddressProbe late("127.0.0.1", portal.Port(), std::chrono::milliseconds(20), kNoStop);
+    EXPECT_THAT(late.Reachable({"127.0.0.2"}), IsEmpty());
+    EXPECT_FALSE(late.WasStopped());
+}
+
+TEST(AddressProbeTest, TellsWhyInTheOrderOfTheCandidates)
+{
+    const FullPortal portal("127.0.0.1");
+    AddressProbe probe("127.0.0.1", portal.Port(), std::chrono::milliseconds(20), kNoStop);
+    // The first answers last.
+    probe.Reachable({"127.0.0.2", "192.0.2.1"});
+    EXPECT_EQ(probe.WhyNot(), "127.0.0.2: Connection timed out, 192.0.2.1: Cannot assign requested address");
+}
+
+TEST(AddressProbeTest, TellsWhyForTheFirstFewCandidates)
+{
+    AddressProbe probe("127.0.0.1", RefusedPort("127.0.0.1"), kPatience, kNoStop);
+    probe.Reachable({"127.0.0.2", "127.0.0.3", "127.0.0.4", "127.0.0.5", "127.0.0.6"});
+    EXPECT_EQ(probe.WhyNot(), "127.0.0.2: Connection refused, 127.0.0.3: Connection refused, 127.0.0.4: Connection "
+                              "refused, 127.0.0.5: Connection refused, and so on");
+}
+
+TEST(AddressProbeTest, TellsWhenThereAreNoCandidates)
+{
+    AddressProbe probe("127.0.0.1", RefusedPort("127.0.0.1"), kPatience, kNoStop);
+    probe.Reachable({});
+    EXPECT_EQ(probe.WhyNot(), "there are none on interfaces that are up");
+}
+
 TEST(AddressProbeTest, TriesNoMoreAddressesThanItsLimit)
 {
     FakePortal portal("127.0.0.1", FakePortal::CloseAtOnce());

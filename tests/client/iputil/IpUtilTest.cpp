@@ -1,5 +1,6 @@
 #include "iputil/AddressProbe.h"
 #include "iputil/IpUtilSettings.h"
+#include "iputil/ProbeRecord.h"
 
 #include "client/gateway/FakePortal.h"
 
@@ -9,12 +10,15 @@
 
 #include <future>
 #include <string>
+#include <vector>
 
 namespace zef {
 
 namespace {
 
 using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::IsEmpty;
 
 constexpr std::chrono::seconds kPatience{30};  // only reached by a hang
@@ -65,6 +69,46 @@ TEST(IpUtilTest, FindsNothingWhereTheArrayRefuses)
     EXPECT_THAT(IpUtil::GetHostIpsCanConnect("127.0.0.1"), IsEmpty());
 }
 
+TEST(IpUtilTest, RecordsWhatItReachedAndWhatNot)
+{
+    FakePortal portal("127.0.0.1", FakePortal::CloseAtOnce());
+    IpUtilSettings::Instance().Configure(OptionsFor(RefusedPort("127.0.0.1")));
+    ForgetProbe("127.0.0.1");
+    IpUtil::GetHostIpsCanConnect("127.0.0.1");
+    ASSERT_EQ(ProbeStates().size(), 1u);
+    EXPECT_FALSE(ProbeStates()[0].reached);
+    EXPECT_EQ(ProbeStates()[0].failures, 1u);
+    EXPECT_THAT(ProbeStates()[0].cause, HasSubstr("127.0.0.1: Connection refused"));
+
+    IpUtilSettings::Instance().Configure(OptionsFor(portal.Port()));
+    IpUtil::GetHostIpsCanConnect("127.0.0.1");
+    ASSERT_EQ(ProbeStates().size(), 1u);
+    EXPECT_TRUE(ProbeStates()[0].reached);
+    ForgetProbe("127.0.0.1");
+    EXPECT_THAT(ProbeStates(), IsEmpty());
+}
+
+TEST(IpUtilTest, DoesNotTryAnAddressThatIsNotWanted)
+{
+    FakePortal portal("127.0.0.1", FakePortal::CloseAtOnce());
+    IpUtilOptions options = OptionsFor(portal.Port());
+    std::vector<std::string> asked;
+    options.isWanted = [&asked](const std::string &array) {
+        asked.push_back(array);
+        return asked.size() > 1;
+    };
+    IpUtilSettings::Instance().Configure(options);
+    ForgetProbe("127.0.0.1");
+    testing::internal::CaptureStderr();
+    EXPECT_THAT(IpUtil::GetHostIpsCanConnect("127.0.0.1"), IsEmpty());
+    EXPECT_THAT(testing::internal::GetCapturedStderr(),
+                HasSubstr("info    [iputil] 127.0.0.1 is not tried: it is no longer configured\n"));
+    EXPECT_THAT(ProbeStates(), IsEmpty());
+    EXPECT_THAT(IpUtil::GetHostIpsCanConnect("127.0.0.1"), Contains("127.0.0.1"));
+    EXPECT_THAT(asked, ElementsAre("127.0.0.1", "127.0.0.1"));
+    IpUtilSettings::Instance().Configure({});
+}
+
 TEST(IpUtilTest, FindsNothingForATextThatIsNoAddress)
 {
     IpUtilSettings::Instance().Configure(OptionsFor(RefusedPort("127.0.0.1")));
@@ -77,10 +121,12 @@ TEST(IpUtilTest, StoppingEndsATryThatIsUnderWay)
     IpUtilOptions options = OptionsFor(portal.Port());
     options.deadline = std::chrono::hours(1);
     IpUtilSettings::Instance().Configure(options);
+    ForgetProbe("127.0.0.1");
     auto found = std::async(std::launch::async, [] { return IpUtil::GetHostIpsCanConnect("127.0.0.1"); });
     IpUtilSettings::Instance().StopProbing();
     ASSERT_EQ(found.wait_for(kPatience), std::future_status::ready);
     EXPECT_THAT(found.get(), IsEmpty());
+    EXPECT_THAT(ProbeStates(), IsEmpty()) << "the array has not failed";
 }
 
 TEST(IpUtilTest, StoppingHoldsUntilTheNextConfiguration)

@@ -58,6 +58,20 @@ TEST_F(LogTest, TellsWhatIsShown)
     EXPECT_FALSE(zef::IsLogged(LogLevel::Debug));
 }
 
+TEST_F(LogTest, ChangesTheLevelWhileItRuns)
+{
+    EXPECT_EQ(zef::CurrentLogLevel(), LogLevel::Info);
+    zef::StartLog({LogLevel::Warn, LogDestination::Console});
+    EXPECT_EQ(zef::CurrentLogLevel(), LogLevel::Warn);
+    zef::SetLogLevel(LogLevel::Debug);
+    EXPECT_EQ(zef::CurrentLogLevel(), LogLevel::Debug);
+    zef::LogDebug("a", "one");
+    zef::SetLogLevel(LogLevel::Error);
+    EXPECT_EQ(zef::CurrentLogLevel(), LogLevel::Error);
+    zef::LogWarn("a", "two");
+    EXPECT_EQ(Text(), "debug   [a] one\n");
+}
+
 TEST_F(LogTest, MakesOneLineOfEveryText)
 {
     zef::LogError("a", "from a peer: {}", "x\n2025-01-01 00:00:00.000 info    [b] forged\n");
@@ -126,6 +140,13 @@ TEST(LogNamesTest, KnowsNoOtherLevel)
 {
     for (const char *name : {"", "Error", "warning", "info ", "trace"}) {
         EXPECT_EQ(zef::LogLevelByName(name), std::nullopt) << name;
+    }
+}
+
+TEST(LogNamesTest, NamesLevels)
+{
+    for (const char *name : {"error", "warn", "info", "debug"}) {
+        EXPECT_STREQ(zef::LogLevelName(*zef::LogLevelByName(name)), name);
     }
 }
 

@@ -2,8 +2,11 @@
 
 #include <zef_config/platform/Log.h>
 
+#include <gmock/gmock.h>
+
 #include <climits>
 #include <cstdint>
+#include <cstdlib>
 #include <ctime>
 #include <string>
 
@@ -97,6 +100,39 @@ TEST_F(PlatformLogTest, TheThresholdFollowsTheLevelChosen)
     EXPECT_EQ(g_infra_log_lvl, 6);
     zef::StartLog({LogLevel::Info, LogDestination::Console});
     EXPECT_EQ(g_infra_log_lvl, 5);
+    zef::SetLogLevel(LogLevel::Error);
+    EXPECT_EQ(g_infra_log_lvl, 3);
+}
+
+TEST_F(PlatformLogTest, LeavesOutWhatTheLibraryRepeatsAndTellsHowOften)
+{
+    for (int i = 0; i < 3; ++i) {
+        yrlog(kLibrary, 4, "LinkTasks", 7, "RetryConnectTask", 0, "%s: retry of %s.\n", "ZEF", "10.0.0.9");
+    }
+    zef::FlushLog();
+    zef::FlushLog();
+    EXPECT_THAT(Text(), testing::MatchesRegex("warning .config. ZEF: retry of 10.0.0.9.\n"
+                                              "warning .config. ZEF: retry of 10.0.0.9. .left out 2 times in the last "
+                                              "[0-9 ]*seconds?.\n"));
+}
+
+TEST_F(PlatformLogTest, LeavesNothingOutAtLevelDebug)
+{
+    yrlog(kLibrary, 4, "f", 1, "g", 0, "text");
+    yrlog(kLibrary, 4, "f", 1, "g", 0, "text");
+    zef::SetLogLevel(LogLevel::Debug);  // tells what was left out until now
+    yrlog(kLibrary, 4, "f", 1, "g", 0, "text");
+    yrlog(kLibrary, 4, "f", 1, "g", 0, "text");
+    EXPECT_THAT(Text(), testing::MatchesRegex("warning .config. text\n"
+                                              "warning .config. text .left out 1 time in the last [0-9 ]*seconds?.\n"
+                                              "warning .config. f:1 g: text\nwarning .config. f:1 g: text\n"));
+}
+
+TEST_F(PlatformLogTest, LeavesTheProtocolsMessagesToTheLibrarysOwnThrottle)
+{
+    yrlog(kProtocol, 3, "f", 1, "g", 0, "refused");
+    yrlog(kProtocol, 3, "f", 1, "g", 0, "refused");
+    EXPECT_EQ(Text(), "error   [protocol] refused\nerror   [protocol] refused\n");
 }
 
 TEST_F(PlatformLogTest, TheLevelCheckAgreesWithTheThreshold)
@@ -118,6 +154,18 @@ TEST_F(PlatformLogTest, MapsLevelsToTheirNearestNeighbourOnTheScale)
     EXPECT_EQ(nas_log_map_get(6), 6);
     EXPECT_EQ(nas_log_map_get(INT_MIN), 3);
     EXPECT_EQ(nas_log_map_get(INT_MAX), 6);
+}
+
+TEST(PlatformLogDeathTest, TellsWhatWasLeftOutWhenTheProcessExits)
+{
+    ::testing::FLAGS_gtest_death_test_style = "threadsafe";
+    EXPECT_EXIT(
+        {
+            yrlog(kLibrary, 4, "f", 1, "g", 0, "retry");
+            yrlog(kLibrary, 4, "f", 1, "g", 0, "retry");
+            std::exit(0);
+        },
+        ::testing::ExitedWithCode(0), "retry .left out 1 time in the last");
 }
 
 TEST(JiffiesTest, AreMillisecondsOfTheMonotonicClock)
