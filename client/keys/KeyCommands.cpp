@@ -1,18 +1,31 @@
 #include "keys/KeyCommands.h"
 
+#include "common/ExitCode.h"
 #include "keys/KeyError.h"
+#include "keys/KeyReport.h"
 #include "keys/KeyStore.h"
 #include "keys/PasswordInput.h"
 #include "keys/SystemKeyClock.h"
 
+#include <sodium.h>
+
 #include <exception>
+#include <functional>
+#include <optional>
 #include <ostream>
+#include <stdexcept>
 
 namespace zef {
 
 namespace {
 
 constexpr std::chrono::seconds kPatience(10);
+
+// Something that is the fault of neither the keys nor the password.
+class CommandFailure : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
 
 void PrintWarnings(const std::vector<std::string> &warnings, std::ostream &errors)
 {
@@ -21,25 +34,130 @@ void PrintWarnings(const std::vector<std::string> &warnings, std::ostream &error
     }
 }
 
-int Failed(const std::exception &error, std::ostream &errors)
+ExitCode CodeOf(const std::exception &error)
 {
-    errors << "Error: " << error.what() << '\n';
-    return 1;
+    if (dynamic_cast<const KeyAccessError *>(&error) != nullptr) {
+        return ExitCode::NotPermitted;
+    }
+    if (dynamic_cast<const KeysBusyError *>(&error) != nullptr) {
+        return ExitCode::Failed;
+    }
+    return dynamic_cast<const KeyError *>(&error) != nullptr ? ExitCode::Credential : ExitCode::Failed;
+}
+
+// Carries a command out; what it throws becomes a line on `errors` and the exit status.
+int Guarded(std::ostream &errors, const std::function<ExitCode()> &command)
+{
+    try {
+        return ToStatus(command());
+    } catch (const std::exception &error) {
+        errors << "Error: " << error.what() << '\n';
+        return ToStatus(CodeOf(error));
+    }
 }
 
 void RequireNothingToLose(const KeyStore &store)
 {
     const std::string loss = store.WhatNewKeysWouldLose(kPasswordDomain);
     if (!loss.empty()) {
-        throw KeyError(loss + ". New keys would make every password that was encrypted with the present ones useless. "
-                              "Nothing was changed; to have new keys all the same, use --force");
+        throw CommandFailure(loss +
+                             ". New keys would make every password that was encrypted with the present ones useless. "
+                             "Nothing was changed; to have new keys all the same, use --force");
     }
 }
 
 void RequireWritten(std::ostream &output)
 {
     if (!output.flush()) {
-        throw KeyError("the output cannot be written");
+        throw CommandFailure("the output cannot be written");
+    }
+}
+
+// A file that cannot be written is no fault of the keys, unless the user is the wrong one.
+template <class Function>
+void Change(const Function &change)
+{
+    try {
+        change();
+    } catch (const KeyAccessError &) {
+        throw;
+    } catch (const KeyError &error) {
+        throw CommandFailure(error.what());
+    }
+}
+
+// A directory that cannot be looked into makes both files unusable.
+KeyFile::Contents Look(const KeyFile &file)
+{
+    try {
+        return file.Read(kPasswordDomain);
+    } catch (const KeyError &error) {
+        KeyFile::Contents contents;
+        contents.state = KeyFile::State::Refused;
+        contents.forbidden = dynamic_cast<const KeyAccessError *>(&error) != nullptr;
+        contents.reason = error.what();
+        return contents;
+    }
+}
+
+// Nothing where there is no directory to lock; what is wrong with it shows when the files are looked at.
+std::optional<KeyStoreLock> LockForLooking(const KeyStore &store)
+{
+    try {
+        return store.Lock(kPatience);
+    } catch (const KeysBusyError &) {
+        throw;
+    } catch (const KeyError &) {
+        return std::nullopt;
+    }
+}
+
+// Throws what is wrong, be it something that stops a client or something that it would repair.
+void PrintVerdict(const KeyStore &store, std::ostream &output)
+{
+    const std::vector<std::string> warnings = store.Look(kPasswordDomain).warnings;
+    if (!warnings.empty()) {
+        throw KeyError(warnings.front() + ". The other file suffices: the client repairs this one from it at its start "
+                                          "and whenever it checks the age of its keys");
+    }
+    output << "Both files are valid and alike.\n";
+}
+
+KeyRing Rotated(const KeyRing &ring, KeysToRotate which, int64_t now)
+{
+    switch (which) {
+        case KeysToRotate::Root:
+            return ring.WithNewRootKey(now);
+        case KeysToRotate::Master:
+            return ring.WithNewMasterKey(now);
+        case KeysToRotate::Both:
+            break;
+    }
+    return ring.WithNewRootKey(now).WithNewMasterKey(now);
+}
+
+void PrintRotation(KeysToRotate which, size_t masterKeyCount, std::ostream &output)
+{
+    if (which != KeysToRotate::Master) {
+        output << "The root key was replaced; it encrypts the master keys.\n";
+    }
+    if (which != KeysToRotate::Root) {
+        output << "A new master key was added, " << masterKeyCount << " are held; it encrypts passwords from now on.\n";
+    }
+    output << "Every password that was encrypted before can still be decrypted. A running client takes the new keys "
+              "over at its next request that needs them.\n";
+}
+
+// The plain text, out of the string that it comes in.
+SecretBuffer Open(const KeyRing &ring, const std::string &sealed)
+{
+    try {
+        std::string plain = ring.Open(kPasswordDomain, sealed);
+        SecretBuffer password(plain.data(), plain.size());
+        sodium_memzero(plain.data(), plain.size());
+        return password;
+    } catch (const KeyError &error) {
+        throw KeyError(std::string("the encrypted password cannot be decrypted: ") + error.what());
     }
 }
 
@@ -48,33 +166,82 @@ void RequireWritten(std::ostream &output)
 int KeysInit(const std::string &primaryPath, const std::string &standbyPath, bool force, std::ostream &output,
              std::ostream &errors)
 {
-    try {
-        const KeyStore store(primaryPath, standbyPath);
-        store.CreateDirectories();
-        const KeyStoreLock lock = store.Lock(kPatience);
-        if (!force) {
-            RequireNothingToLose(store);
-        }
-        PrintWarnings(store.Save(lock, KeyRing::Create(kPasswordDomain, SystemKeyClock().NowSeconds())), errors);
+    return Guarded(errors, [&] {
+        Change([&] {
+            const KeyStore store(primaryPath, standbyPath);
+            store.CreateDirectories();
+            const KeyStoreLock lock = store.Lock(kPatience);
+            if (!force) {
+                RequireNothingToLose(store);
+            }
+            PrintWarnings(store.Save(lock, KeyRing::Create(kPasswordDomain, SystemKeyClock().NowSeconds())), errors);
+        });
         output << "New keys are in " << primaryPath << " and " << standbyPath << ".\n";
-        return 0;
-    } catch (const std::exception &error) {
-        return Failed(error, errors);
-    }
+        return ExitCode::Done;
+    });
+}
+
+int KeysVerify(const std::string &primaryPath, const std::string &standbyPath, std::ostream &output,
+               std::ostream &errors)
+{
+    return Guarded(errors, [&] {
+        const KeyStore store(primaryPath, standbyPath);
+        const std::optional<KeyStoreLock> lock = LockForLooking(store);
+        const KeyFile::Contents primary = Look(store.GetPrimary());
+        const KeyFile::Contents standby = Look(store.GetStandby());
+        output << KeyTable(store.GetPrimary(), primary, store.GetStandby(), standby, SystemKeyClock().NowSeconds());
+        PrintVerdict(store, output);
+        RequireWritten(output);
+        return ExitCode::Done;
+    });
+}
+
+int KeysRotate(const std::string &primaryPath, const std::string &standbyPath, KeysToRotate which,
+               std::ostream &output, std::ostream &errors)
+{
+    return Guarded(errors, [&] {
+        const KeyStore store(primaryPath, standbyPath);
+        const KeyStoreLock lock = store.Lock(kPatience);
+        const KeyStore::Loaded loaded = store.Load(lock, kPasswordDomain);
+        PrintWarnings(loaded.warnings, errors);
+        Change([&] {
+            const KeyRing ring = Rotated(*loaded.ring, which, SystemKeyClock().NowSeconds());
+            PrintWarnings(store.Save(lock, ring), errors);
+            PrintRotation(which, ring.GetMasterKeys().size(), output);
+        });
+        return ExitCode::Done;
+    });
 }
 
 int PasswordEncrypt(const std::string &primaryPath, const std::string &standbyPath, int inputDescriptor,
                     std::ostream &output, std::ostream &errors)
 {
-    try {
+    return Guarded(errors, [&] {
         const KeyStore::Loaded loaded = KeyStore(primaryPath, standbyPath).Look(kPasswordDomain);
         PrintWarnings(loaded.warnings, errors);
         output << loaded.ring->Seal(PasswordInput(inputDescriptor, errors).Read()) << '\n';
         RequireWritten(output);
-        return 0;
-    } catch (const std::exception &error) {
-        return Failed(error, errors);
-    }
+        return ExitCode::Done;
+    });
+}
+
+int PasswordVerify(const std::string &primaryPath, const std::string &standbyPath, const std::string &sealed,
+                   bool compare, int inputDescriptor, std::ostream &output, std::ostream &errors)
+{
+    return Guarded(errors, [&] {
+        const KeyStore::Loaded loaded = KeyStore(primaryPath, standbyPath).Look(kPasswordDomain);
+        PrintWarnings(loaded.warnings, errors);
+        const SecretBuffer password = Open(*loaded.ring, sealed);
+        output << "The encrypted password can be decrypted with the present keys.\n";
+        if (compare) {
+            if (!password.Equals(PasswordInput(inputDescriptor, errors).ReadOnce())) {
+                throw KeyError("the password that was given is not the encrypted one");
+            }
+            output << "The password that was given is the encrypted one.\n";
+        }
+        RequireWritten(output);
+        return ExitCode::Done;
+    });
 }
 
 }  // namespace zef

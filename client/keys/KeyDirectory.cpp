@@ -17,15 +17,19 @@ namespace {
 
 constexpr mode_t kPermissionBits = 07777;
 
-KeyError NotOpened(const std::string &directory, int error)
+[[noreturn]] void ThrowNotOpened(const std::string &directory, int error)
 {
     if (error == ENOENT) {
-        return KeyError(fmt::format("the directory {} of the key files is missing. Restore it from a backup; or create "
-                                    "new keys with 'zef_client keys init' and encrypt all passwords anew",
-                                    directory));
+        throw KeyError(fmt::format("the directory {} of the key files is missing. Restore it from a backup; or create "
+                                   "new keys with 'zef_client keys init' and encrypt all passwords anew",
+                                   directory));
     }
-    return KeyError(fmt::format("the directory {} of the key files cannot be opened: {}", directory,
-                                std::generic_category().message(error)));
+    const std::string text = fmt::format("the directory {} of the key files cannot be opened: {}", directory,
+                                         std::generic_category().message(error));
+    if (error == EACCES || error == EPERM) {
+        throw KeyAccessError(text);
+    }
+    throw KeyError(text);
 }
 
 }  // namespace
@@ -35,7 +39,7 @@ FileDescriptor OpenKeyDirectory(const std::string &directory)
     FileDescriptor descriptor(open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     struct stat status = {};
     if (!descriptor || fstat(descriptor.Get(), &status) != 0) {
-        throw NotOpened(directory, errno);
+        ThrowNotOpened(directory, errno);
     }
     const mode_t mode = status.st_mode & kPermissionBits;
     if ((mode & (S_IWGRP | S_IWOTH)) != 0) {

@@ -8,7 +8,8 @@
 
 namespace zef {
 
-// Throws KeyError when the directory is missing, or when others can write to it: they could put other files there.
+// Throws KeyError when the directory is missing, or when others can write to it: they could put other files there; and
+// KeyAccessError when this user must not open it.
 FileDescriptor OpenKeyDirectory(const std::string &directory);
 
 }  // namespace zef

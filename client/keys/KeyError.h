@@ -24,6 +24,24 @@ public:
     using KeyError::KeyError;
 };
 
+// The system does not let this user at the files or their directory.
+class KeyAccessError : public KeyError {
+public:
+    using KeyError::KeyError;
+};
+
+// Another process is changing the files and does not come to an end.
+class KeysBusyError : public KeyError {
+public:
+    using KeyError::KeyError;
+};
+
+// A sealed text names a key that is not among those held.
+class UnknownKeyError : public KeyError {
+public:
+    using KeyError::KeyError;
+};
+
 }  // namespace zef
 
 #endif

@@ -33,6 +33,19 @@ std::string ErrorText(int error)
     return std::generic_category().message(error);
 }
 
+bool IsDenial(int error)
+{
+    return error == EACCES || error == EPERM;
+}
+
+[[noreturn]] void ThrowNotChanged(const std::string &text, int error)
+{
+    if (IsDenial(error)) {
+        throw KeyAccessError(text);
+    }
+    throw KeyError(text);
+}
+
 std::string DirectoryOf(const std::string &path)
 {
     const size_t slash = path.find_last_of('/');
@@ -58,8 +71,12 @@ KeyFile::Contents NotOpened(const std::string &path, int error)
         case ELOOP:
             return Unusable(KeyFile::State::Refused, path + " is a symbolic link; a key file must be a regular file");
         default:
-            return Unusable(KeyFile::State::Refused, fmt::format("{} cannot be opened: {}", path, ErrorText(error)));
+            break;
     }
+    KeyFile::Contents contents =
+        Unusable(KeyFile::State::Refused, fmt::format("{} cannot be opened: {}", path, ErrorText(error)));
+    contents.forbidden = IsDenial(error);
+    return contents;
 }
 
 // Empty when the file is one that this program may use.
@@ -178,7 +195,8 @@ void KeyFile::Write(const SecretBuffer &bytes) const
         Require(fsync(parent.Get()) == 0);
     } catch (const std::system_error &error) {
         (void)unlinkat(parent.Get(), temporaryName.c_str(), 0);
-        throw KeyError(fmt::format("{} cannot be written: {}", path, ErrorText(error.code().value())));
+        const int cause = error.code().value();
+        ThrowNotChanged(fmt::format("{} cannot be written: {}", path, ErrorText(cause)), cause);
     }
 }
 
@@ -191,8 +209,9 @@ void KeyFile::RemoveLeftover() const
 void KeyFile::CreateDirectory() const
 {
     if (mkdir(directory.c_str(), kDirectoryMode) != 0 && errno != EEXIST) {
-        throw KeyError(fmt::format("the directory {} of the key files cannot be created: {}", directory,
-                                   ErrorText(errno)));
+        const int cause = errno;
+        ThrowNotChanged(
+            fmt::format("the directory {} of the key files cannot be created: {}", directory, ErrorText(cause)), cause);
     }
 }
 

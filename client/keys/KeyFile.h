@@ -24,6 +24,7 @@ public:
 
     struct Contents {
         State state = State::Absent;
+        bool forbidden = false;       // refused because the system does not let this user read it
         std::string reason;           // why it is not valid, with the path: "/a/b.dat is missing"
         std::optional<KeyRing> ring;  // set for Valid, as are the bytes
         SecretBuffer bytes;
@@ -32,18 +33,18 @@ public:
     explicit KeyFile(std::string path);
 
     // Accepts a regular file that belongs to the effective user or to root and grants nothing to anybody else; does not
-    // follow a symbolic link. Throws KeyError when the directory is missing or others can write to it.
+    // follow a symbolic link. Throws what OpenKeyDirectory does.
     Contents Read(uint32_t domain) const;
 
     // Replaces the file so that after a crash at any moment it holds either the old bytes or the new ones; on return
-    // the new ones are on the disk. Throws KeyError; the file is then unchanged, save that after a failure to sync
-    // the directory it may hold the new bytes.
+    // the new ones are on the disk. Throws KeyError, and KeyAccessError when this user must not; the file is then
+    // unchanged, save that after a failure to sync the directory it may hold the new bytes.
     void Write(const SecretBuffer &bytes) const;
 
     // Takes away what a write left behind that was cut off by a crash: it holds keys.
     void RemoveLeftover() const;
 
-    // Creates the directory with mode 0700 when it is missing. Its parent has to exist.
+    // Creates the directory with mode 0700 when it is missing. Its parent has to exist. Throws as Write does.
     void CreateDirectory() const;
 
     const std::string &GetPath() const { return path; }

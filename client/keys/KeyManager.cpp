@@ -36,24 +36,47 @@ KeyManager::KeyManager(KeyClock &keyClock)
 {
 }
 
+void KeyManager::SetCredentialDirectory(const std::string &directory)
+{
+    credentialDirectory = directory;
+}
+
 int32_t KeyManager::Init(uint32_t domain, const std::string &primaryPath, const std::string &standbyPath)
 {
     (void)Finish();
     try {
-        Load(domain, primaryPath, standbyPath);
+        if (credentialDirectory.empty()) {
+            Load(domain, primaryPath, standbyPath);
+        } else {
+            LoadCredentials(domain);
+        }
         return 0;
     } catch (const std::exception &error) {
         LogError(kComponent, "the keys cannot be loaded: {}", error.what());
-        store.reset();
         return -1;
     }
 }
 
 void KeyManager::Load(uint32_t domain, const std::string &primaryPath, const std::string &standbyPath)
 {
-    store.emplace(primaryPath, standbyPath);
-    const KeyStoreLock lock = store->Lock(kLoadPatience);
-    KeyStore::Loaded loaded = store->Load(lock, domain);
+    const auto files = std::make_shared<const Source>(Source{KeyStore(primaryPath, standbyPath), false});
+    const KeyStoreLock lock = files->store.Lock(kLoadPatience);
+    Hold(domain, files, files->store.Load(lock, domain));
+}
+
+void KeyManager::LoadCredentials(uint32_t domain)
+{
+    const std::string prefix = credentialDirectory + "/";
+    const auto credentials = std::make_shared<const Source>(
+        Source{KeyStore(prefix + kPrimaryCredential, prefix + kStandbyCredential), true});
+    KeyStore::Loaded loaded = credentials->store.LookAtGiven(domain);
+    LogInfo(kComponent, "the keys are those of the credentials in {}; the usual key files are not used",
+            credentialDirectory);
+    Hold(domain, credentials, std::move(loaded));
+}
+
+void KeyManager::Hold(uint32_t domain, std::shared_ptr<const Source> newSource, KeyStore::Loaded loaded)
+{
     WarnAll(loaded.warnings);
     if (!loaded.ring->IsLocked()) {
         LogWarn(kComponent, "the keys cannot be locked in memory and may be swapped to disk: raise the limit for "
@@ -61,18 +84,22 @@ void KeyManager::Load(uint32_t domain, const std::string &primaryPath, const std
     }
     LogInfo(kComponent, "keys of domain {} loaded, {} of them for passwords", domain,
             loaded.ring->GetMasterKeys().size());
-    SetRing(std::move(loaded.ring));
+    const std::lock_guard<std::mutex> lock(ringMutex);
+    source = std::move(newSource);
+    ring = std::move(loaded.ring);
 }
 
 int32_t KeyManager::Finish()
 {
     periodicUpdate.Stop();
-    SetRing(nullptr);
-    store.reset();
+    std::shared_ptr<const KeyRing> forgotten;  // wiped outside the lock
+    const std::lock_guard<std::mutex> lock(ringMutex);
+    forgotten.swap(ring);
+    source.reset();
     return 0;
 }
 
-std::string KeyManager::Decrypt(uint32_t domain, const std::string &cipherText) const
+std::string KeyManager::Decrypt(uint32_t domain, const std::string &cipherText)
 {
     const std::shared_ptr<const KeyRing> current = Ring();
     if (current == nullptr) {
@@ -80,10 +107,58 @@ std::string KeyManager::Decrypt(uint32_t domain, const std::string &cipherText) 
         return "";
     }
     try {
-        return current->Open(domain, cipherText);
+        try {
+            return current->Open(domain, cipherText);
+        } catch (const UnknownKeyError &) {
+            const std::shared_ptr<const KeyRing> newer = NewerRing(current);
+            return (newer != nullptr ? newer : current)->Open(domain, cipherText);
+        }
     } catch (const std::exception &error) {
         LogError(kComponent, "a password cannot be decrypted: {}", error.what());
         return "";
+    }
+}
+
+// Callers that miss a key at the same time wait here for the one that looks.
+std::shared_ptr<const KeyRing> KeyManager::NewerRing(const std::shared_ptr<const KeyRing> &known)
+{
+    const std::lock_guard<std::mutex> lock(lookMutex);
+    const std::shared_ptr<const Source> from = GetSource();
+    if (Ring() == known && from != nullptr && MayLook()) {
+        TakeOver(*from, known->GetHead().domain);
+    }
+    return Ring();
+}
+
+// A clock that was set back does not keep anybody from looking.
+bool KeyManager::MayLook()
+{
+    const int64_t now = clock.NowSeconds();
+    if (lastLook.has_value() && now >= *lastLook && now - *lastLook < kLookPauseSeconds) {
+        return false;
+    }
+    lastLook = now;
+    return true;
+}
+
+// Without the files' lock, which somebody may hold for long: every file is whole at any moment, and the newer counts.
+void KeyManager::TakeOver(const Source &from, uint32_t domain)
+{
+    try {
+        std::shared_ptr<const KeyRing> found = from.store.LookAtGiven(domain).ring;
+        const std::lock_guard<std::mutex> lock(ringMutex);
+        if (ring == nullptr || source.get() != &from) {
+            return;  // the keys were forgotten in the meantime
+        }
+        if (found->CanReplace(*ring) && !ring->CanReplace(*found)) {
+            ring.swap(found);
+            LogInfo(kComponent, "newer keys were taken over from the key files, {} of them for passwords",
+                    ring->GetMasterKeys().size());
+        } else if (!ring->CanReplace(*found)) {
+            LogWarn(kComponent, "the key files hold other keys than those in use; restart to use them");
+        }
+    } catch (const std::exception &error) {
+        LogWarn(kComponent, "the key files cannot be read again: {}", error.what());
     }
 }
 
@@ -106,9 +181,17 @@ int32_t KeyManager::UpdateMasterKey(uint32_t domain, uint32_t maxAgeDays, uint32
 int32_t KeyManager::Schedule(PeriodicKeyUpdate::Kind kind, uint32_t maxAgeDays, uint32_t checkHours)
 {
     const char *const name = kind == PeriodicKeyUpdate::Kind::Root ? "root" : "master";
-    if (!store.has_value()) {
+    const std::shared_ptr<const Source> from = GetSource();
+    if (from == nullptr) {
         LogError(kComponent, "the {} key cannot be renewed: no keys are loaded", name);
         return -1;
+    }
+    if (from->readOnly) {
+        LogInfo(kComponent,
+                "the {} key comes from a credential and is not renewed here: 'zef_client keys rotate' renews the files "
+                "that it comes from",
+                name);
+        return 0;
     }
     // Before it begins, so that it stands before what the first check has to say.
     LogInfo(kComponent, "the {} key is renewed after {} days, checked every {} hours (0: never)", name, maxAgeDays,
@@ -134,7 +217,7 @@ void KeyManager::Renew(const KeyAgeLimits &limits)
 // Goes by what is in the files, not in memory: another process may have renewed the keys in the meantime.
 void KeyManager::RenewUnderLock(const KeyAgeLimits &limits)
 {
-    const KeyStoreLock lock = store->Lock(kRenewalPatience);
+    const KeyStoreLock lock = GetSource()->store.Lock(kRenewalPatience);
     std::shared_ptr<const KeyRing> current = Refresh(lock);
     const int64_t now = clock.NowSeconds();
     if (IsDue(current->GetHead().rootCreated, limits.root, now)) {
@@ -154,7 +237,7 @@ std::shared_ptr<const KeyRing> KeyManager::Refresh(const KeyStoreLock &lock)
 {
     const std::shared_ptr<const KeyRing> held = Ring();
     try {
-        KeyStore::Loaded loaded = store->Load(lock, held->GetHead().domain);
+        KeyStore::Loaded loaded = GetSource()->store.Load(lock, held->GetHead().domain);
         WarnAll(loaded.warnings);
         if (loaded.ring->CanReplace(*held)) {
             SetRing(std::move(loaded.ring));
@@ -173,8 +256,14 @@ std::shared_ptr<const KeyRing> KeyManager::Refresh(const KeyStoreLock &lock)
 
 void KeyManager::Save(const KeyStoreLock &lock, std::shared_ptr<const KeyRing> newRing)
 {
-    WarnAll(store->Save(lock, *newRing));
+    WarnAll(GetSource()->store.Save(lock, *newRing));
     SetRing(std::move(newRing));
+}
+
+std::shared_ptr<const KeyManager::Source> KeyManager::GetSource() const
+{
+    const std::lock_guard<std::mutex> lock(ringMutex);
+    return source;
 }
 
 std::shared_ptr<const KeyRing> KeyManager::Ring() const

@@ -150,7 +150,7 @@ std::string KeyRing::Open(uint32_t domain, const std::string &text) const
     const SealedText sealed = SealedText::Parse(text);
     const size_t index = FindMasterKey(sealed.keyId);
     if (index == masters.size()) {
-        throw KeyError("it was sealed with a key that the key files do not hold");
+        throw UnknownKeyError("it was sealed with a key that the key files do not hold");
     }
     const SecretBuffer padded =
         Decrypt(sealed.body, PasswordContext(domain, sealed.keyId), MasterKeyBytes(index));

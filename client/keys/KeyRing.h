@@ -57,8 +57,8 @@ public:
     // password's length away only in steps of 64.
     std::string Seal(const SecretBuffer &password) const;
 
-    // The plain text, for the caller to wipe. Throws KeyError when the text was not sealed by a ring that this one
-    // descends from, was changed, or when `domain` is not this ring's.
+    // The plain text, for the caller to wipe. Throws UnknownKeyError when the text names a key that is not held here;
+    // KeyError when it was changed or is none, or when `domain` is not this ring's.
     std::string Open(uint32_t domain, const std::string &text) const;
 
     // True when nothing is lost by using this ring instead of `other`: same store and domain, at least its generation

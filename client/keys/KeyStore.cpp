@@ -31,6 +31,9 @@ bool SameBytes(const SecretBuffer &one, const SecretBuffer &two)
 void RequireUsable(const KeyFile::Contents &primary, const KeyFile::Contents &standby)
 {
     for (const KeyFile::Contents *contents : {&primary, &standby}) {
+        if (contents->forbidden) {
+            throw KeyAccessError(contents->reason);
+        }
         if (contents->state == State::Refused) {
             throw KeyError(contents->reason);
         }
@@ -137,6 +140,17 @@ KeyStore::Loaded KeyStore::Look(uint32_t domain) const
     return loaded;
 }
 
+KeyStore::Loaded KeyStore::LookAtGiven(uint32_t domain) const
+{
+    Judgement judgement = Judge(primary, standby, domain);
+    Loaded loaded;
+    if (judgement.differs && judgement.other.state != State::Absent) {
+        loaded.warnings.push_back(Complaint(judgement));
+    }
+    loaded.ring = TakeRing(judgement);
+    return loaded;
+}
+
 std::vector<std::string> KeyStore::Save(const KeyStoreLock &, const KeyRing &ring) const
 {
     const SecretBuffer bytes = KeyFormat::Serialise(ring);
@@ -161,6 +175,9 @@ std::string KeyStore::WhatNewKeysWouldLose(uint32_t domain) const
         const KeyFile::Contents contents = file->Read(domain);
         if (contents.state == State::Valid) {
             return file->GetPath() + " holds valid keys";
+        }
+        if (contents.forbidden) {
+            throw KeyAccessError(contents.reason);
         }
         if (contents.state == State::Refused) {
             return contents.reason;

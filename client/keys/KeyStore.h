@@ -31,12 +31,16 @@ public:
     // The newest keys. A file that is missing, damaged or older is replaced by a copy of the other; when that cannot be
     // written, a warning says so and the keys are used all the same.
     //
-    // Throws NoKeysError when both files are missing or damaged; KeyError when one is refused, or when both are valid
-    // and each holds keys that the other does not (then neither is touched, whichever is the right one).
+    // Throws NoKeysError when both files are missing or damaged; KeyError when one is refused (KeyAccessError by the
+    // system), or when both are valid and each holds keys that the other does not (then neither is touched, whichever
+    // is the right one).
     Loaded Load(const KeyStoreLock &lock, uint32_t domain) const;
 
     // As Load, but changes nothing on the disk.
     Loaded Look(uint32_t domain) const;
+
+    // As Look, for files of which one may have been left out: that it is missing is no warning.
+    Loaded LookAtGiven(uint32_t domain) const;
 
     // Writes the ring to both files, the standby file first, and returns warnings. The ring is on the disk when the
     // first is written: a failure with the second is a warning, and the next Load makes up for it. Throws KeyError when
@@ -47,7 +51,8 @@ public:
     void CreateDirectories() const;
 
     // The file that keeps new keys from being created, as text for the operator ("/a holds valid keys"), or "": one
-    // that is valid or refused. Missing and damaged files lose nothing.
+    // that is valid or refused. Missing and damaged files lose nothing. Throws KeyAccessError for one that this user
+    // must not read.
     std::string WhatNewKeysWouldLose(uint32_t domain) const;
 
     const KeyFile &GetPrimary() const { return primary; }

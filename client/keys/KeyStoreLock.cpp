@@ -36,10 +36,11 @@ KeyStoreLock::KeyStoreLock(const std::string &directory, std::chrono::millisecon
     : descriptor(OpenKeyDirectory(directory))
 {
     if (!TryLock(descriptor.Get(), patience)) {
-        throw KeyError(errno == EWOULDBLOCK
-                           ? fmt::format("another process is changing the key files in {}", directory)
-                           : fmt::format("the directory {} of the key files cannot be locked: {}", directory,
-                                         std::generic_category().message(errno)));
+        if (errno == EWOULDBLOCK) {
+            throw KeysBusyError(fmt::format("another process is changing the key files in {}", directory));
+        }
+        throw KeyError(fmt::format("the directory {} of the key files cannot be locked: {}", directory,
+                                   std::generic_category().message(errno)));
     }
 }
 

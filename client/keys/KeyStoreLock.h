@@ -13,8 +13,8 @@ namespace zef {
 // is on the directory, so it needs no file of its own, and it goes with the process that holds it.
 class KeyStoreLock {
 public:
-    // Tries for as long as `patience`; throws KeyError when the directory is none for keys (OpenKeyDirectory) or is
-    // still locked then.
+    // Tries for as long as `patience`; throws KeysBusyError when the directory is still locked then, and what
+    // OpenKeyDirectory does.
     KeyStoreLock(const std::string &directory, std::chrono::milliseconds patience);
 
 private:

@@ -5,7 +5,6 @@
 #include "keys/KeyRing.h"
 
 #include <fmt/format.h>
-#include <sodium.h>
 
 #include <ostream>
 #include <system_error>
@@ -142,11 +141,6 @@ private:
     bool ended = false;
 };
 
-bool SameBytes(const SecretBuffer &one, const SecretBuffer &two)
-{
-    return one.Size() == two.Size() && (one.Size() == 0 || sodium_memcmp(one.Data(), two.Data(), one.Size()) == 0);
-}
-
 }  // namespace
 
 PasswordInput::PasswordInput(int inputDescriptor, std::ostream &promptStream)
@@ -156,22 +150,34 @@ PasswordInput::PasswordInput(int inputDescriptor, std::ostream &promptStream)
 
 SecretBuffer PasswordInput::Read()
 {
-    constexpr int kNoSignals = -1;
-    return isatty(descriptor) == 1 ? ReadFromTerminal() : LineReader(descriptor, kNoSignals).Read();
+    return Read(Asking::Twice);
 }
 
-SecretBuffer PasswordInput::ReadFromTerminal()
+SecretBuffer PasswordInput::ReadOnce()
+{
+    return Read(Asking::Once);
+}
+
+SecretBuffer PasswordInput::Read(Asking asking)
+{
+    constexpr int kNoSignals = -1;
+    return isatty(descriptor) == 1 ? ReadFromTerminal(asking) : LineReader(descriptor, kNoSignals).Read();
+}
+
+SecretBuffer PasswordInput::ReadFromTerminal(Asking asking)
 {
     const HeldSignals signals;  // outlives the silence: the terminal is put right before a signal ends the process
     const SilentTerminal silence(descriptor);
     prompts << "Password: " << std::flush;
     SecretBuffer password = LineReader(descriptor, signals.Arrival()).Read();
-    prompts << "\nOnce more: " << std::flush;
-    const SecretBuffer again = LineReader(descriptor, signals.Arrival()).Read();
-    prompts << std::endl;
-    if (!SameBytes(password, again)) {
-        throw KeyError("the two passwords differ");
+    if (asking == Asking::Twice) {
+        prompts << "\nOnce more: " << std::flush;
+        if (!password.Equals(LineReader(descriptor, signals.Arrival()).Read())) {
+            prompts << std::endl;
+            throw KeyError("the two passwords differ");
+        }
     }
+    prompts << std::endl;
     return password;
 }
 

@@ -8,7 +8,7 @@
 
 namespace zef {
 
-// Reads one password. On a terminal it asks twice, with the echo off; elsewhere it takes the first line as it is.
+// Reads one password. On a terminal it asks, with the echo off; elsewhere it takes the first line as it is.
 //
 // While a terminal's echo is off, the signals that end a program (SIGINT, SIGTERM, SIGHUP, SIGQUIT) are held back from
 // the calling thread: when one comes, the terminal is put right first, and then the signal takes its course. The same
@@ -20,11 +20,17 @@ public:
     PasswordInput(int descriptor, std::ostream &prompts);
 
     // The password without its newline, not yet checked in any way but for its length. Throws KeyError when it is too
-    // long, when the two answers differ, or when reading fails or is interrupted.
+    // long, when reading fails or is interrupted, or when a terminal's two answers differ: on one it asks twice.
     SecretBuffer Read();
 
+    // As Read, but asks once, for a password that is compared with one that is known.
+    SecretBuffer ReadOnce();
+
 private:
-    SecretBuffer ReadFromTerminal();
+    enum class Asking { Once, Twice };
+
+    SecretBuffer Read(Asking asking);
+    SecretBuffer ReadFromTerminal(Asking asking);
 
     int descriptor;
     std::ostream &prompts;

@@ -1,8 +1,14 @@
+#include "keys/PlatformKeys.h"
+
+#include "common/NeverDestroyed.h"
 #include "keys/KeyManager.h"
 #include "keys/SystemKeyClock.h"
-#include "common/NeverDestroyed.h"
 
 #include <zef_config/platform/KeyManagement.h>
+
+#include <cstdlib>
+
+#include <unistd.h>
 
 namespace {
 
@@ -19,7 +25,30 @@ zef::KeyManager &Keys()
     return keys.Get().manager;
 }
 
+bool HoldsFile(const std::string &directory, const char *name)
+{
+    return access((directory + "/" + name).c_str(), F_OK) == 0;
+}
+
 }  // namespace
+
+namespace zef {
+
+void SetCredentialDirectory(const std::string &directory)
+{
+    Keys().SetCredentialDirectory(directory);
+}
+
+std::string FindCredentialDirectory()
+{
+    const char *const value = std::getenv("CREDENTIALS_DIRECTORY");
+    const std::string directory = value == nullptr ? "" : value;
+    const bool holdsKeys = !directory.empty() && (HoldsFile(directory, KeyManager::kPrimaryCredential) ||
+                                                  HoldsFile(directory, KeyManager::kStandbyCredential));
+    return holdsKeys ? directory : "";
+}
+
+}  // namespace zef
 
 namespace WoxUtil {
 

@@ -66,4 +66,9 @@ SecretBuffer &SecretBuffer::operator=(SecretBuffer &&other) noexcept
     return *this;
 }
 
+bool SecretBuffer::Equals(const SecretBuffer &other) const
+{
+    return size == other.size && (size == 0 || sodium_memcmp(Data(), other.Data(), size) == 0);
+}
+
 }  // namespace zef

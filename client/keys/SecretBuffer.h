@@ -32,6 +32,9 @@ public:
     size_t Size() const { return size; }
     bool IsLocked() const { return locked; }
 
+    // Takes the same time for all buffers of a size, whatever is in them.
+    bool Equals(const SecretBuffer &other) const;
+
 private:
     struct Wiper {
         void operator()(uint8_t *bytes) const;

@@ -1,7 +1,9 @@
 #include "keys/KeyCommands.h"
 
 #include "TestFiles.h"
+#include "common/ExitCode.h"
 #include "common/FileDescriptor.h"
+#include "support/WithoutFileCapabilities.h"
 
 #include <gtest/gtest.h>
 
@@ -16,6 +18,16 @@ namespace zef {
 
 namespace {
 
+constexpr int kCredential = ToStatus(ExitCode::Credential);
+constexpr int kNotPermitted = ToStatus(ExitCode::NotPermitted);
+
+// The root key for 0, then the master keys.
+std::string Bytes(const KeyRing &ring, size_t index)
+{
+    const uint8_t *const key = index == 0 ? ring.RootKey() : ring.MasterKeyBytes(index - 1);
+    return {reinterpret_cast<const char *>(key), KeyRing::kKeyBytes};
+}
+
 class KeyCommandsTest : public testing::Test {
 protected:
     int Init(bool force = false) { return KeysInit(files.primary, files.standby, force, output, errors); }
@@ -23,10 +35,46 @@ protected:
     // With that text on standard input, which is a file here.
     int Encrypt(const std::string &input)
     {
+        return PasswordEncrypt(files.primary, files.standby, Input(input).Get(), output, errors);
+    }
+
+    int Verify() { return KeysVerify(files.primary, files.standby, output, errors); }
+
+    int Rotate(KeysToRotate which) { return KeysRotate(files.primary, files.standby, which, output, errors); }
+
+    int VerifyPassword(const std::string &sealed)
+    {
+        constexpr int kNoDescriptor = -1;
+        return PasswordVerify(files.primary, files.standby, sealed, false, kNoDescriptor, output, errors);
+    }
+
+    int ComparePassword(const std::string &sealed, const std::string &input)
+    {
+        return PasswordVerify(files.primary, files.standby, sealed, true, Input(input).Get(), output, errors);
+    }
+
+    FileDescriptor Input(const std::string &input) const
+    {
         const std::string path = files.directory.Path() + "/input";
         WriteBytes(path, input);
-        const FileDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
-        return PasswordEncrypt(files.primary, files.standby, file.Get(), output, errors);
+        return FileDescriptor(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    }
+
+    // What is in the table's line of a file, with single spaces; "" when the table does not have the file.
+    std::string TableLine(const std::string &path) const
+    {
+        std::istringstream lines(output.str());
+        for (std::string line; std::getline(lines, line);) {
+            if (line.compare(0, path.size() + 1, path + " ") == 0) {
+                std::istringstream words(line.substr(path.size()));
+                std::string text;
+                for (std::string word; words >> word;) {
+                    text += (text.empty() ? "" : " ") + word;
+                }
+                return text;
+            }
+        }
+        return "";
     }
 
     std::string Decrypted() const
@@ -178,11 +226,11 @@ TEST_F(KeyCommandsTest, EncryptTakesTheLongestPassword)
 TEST_F(KeyCommandsTest, EncryptRefusesUnusablePasswords)
 {
     files.Create();
-    EXPECT_EQ(Encrypt(""), 1);
-    EXPECT_EQ(Encrypt("\n"), 1);
-    EXPECT_EQ(Encrypt(std::string(512, 'p')), 1);
-    EXPECT_EQ(Encrypt(std::string(1'000'000, 'p') + "\n"), 1);
-    EXPECT_EQ(Encrypt(std::string("a\0b\n", 4)), 1);
+    EXPECT_EQ(Encrypt(""), kCredential);
+    EXPECT_EQ(Encrypt("\n"), kCredential);
+    EXPECT_EQ(Encrypt(std::string(512, 'p')), kCredential);
+    EXPECT_EQ(Encrypt(std::string(1'000'000, 'p') + "\n"), kCredential);
+    EXPECT_EQ(Encrypt(std::string("a\0b\n", 4)), kCredential);
     EXPECT_EQ(output.str(), "");
     EXPECT_EQ(errors.str(), "Error: the password is empty\n"
                             "Error: the password is empty\n"
@@ -194,7 +242,7 @@ TEST_F(KeyCommandsTest, EncryptRefusesUnusablePasswords)
 TEST_F(KeyCommandsTest, EncryptFailsWithoutKeysBeforeItAsksForAnything)
 {
     constexpr int kNoDescriptor = -1;
-    EXPECT_EQ(PasswordEncrypt(files.primary, files.standby, kNoDescriptor, output, errors), 1);
+    EXPECT_EQ(PasswordEncrypt(files.primary, files.standby, kNoDescriptor, output, errors), kCredential);
     EXPECT_EQ(errors.str().find("Error: there are no keys: " + files.primary + " is missing"), 0u);
     EXPECT_EQ(output.str(), "");
 }
@@ -203,7 +251,7 @@ TEST_F(KeyCommandsTest, EncryptFailsWhenNothingCanBeRead)
 {
     files.Create();
     constexpr int kClosedDescriptor = 1'000'000;
-    EXPECT_EQ(PasswordEncrypt(files.primary, files.standby, kClosedDescriptor, output, errors), 1);
+    EXPECT_EQ(PasswordEncrypt(files.primary, files.standby, kClosedDescriptor, output, errors), kCredential);
     EXPECT_EQ(errors.str(), "Error: the password cannot be read: Bad file descriptor\n");
 }
 
@@ -222,6 +270,229 @@ TEST_F(KeyCommandsTest, EncryptWarnsOfABadFileAndLeavesItAlone)
     EXPECT_EQ(Encrypt("password\n"), 0);
     EXPECT_EQ(errors.str(), "Warning: " + files.standby + " is damaged: it is empty\n");
     EXPECT_EQ(BytesOf(files.standby), "");
+}
+
+TEST_F(KeyCommandsTest, SaysWhenTheSystemDoesNotPermit)
+{
+    const std::string text = files.Create().Seal(Secret("password"));
+    ASSERT_EQ(chmod(files.primary.c_str(), 0), 0);
+    const WithoutFileCapabilities bound;
+    EXPECT_EQ(Init(), kNotPermitted);
+    EXPECT_EQ(Encrypt("password\n"), kNotPermitted);
+    EXPECT_EQ(Rotate(KeysToRotate::Both), kNotPermitted);
+    EXPECT_EQ(Verify(), kNotPermitted);
+    EXPECT_EQ(VerifyPassword(text), kNotPermitted);
+    const std::string line = "Error: " + files.primary + " cannot be opened: Permission denied\n";
+    EXPECT_EQ(errors.str(), line + line + line + line + line);
+}
+
+TEST_F(KeyCommandsTest, SaysWhenTheDirectoryIsNotPermitted)
+{
+    files.Create();
+    ASSERT_EQ(chmod(files.directory.Path().c_str(), 0), 0);
+    {
+        const WithoutFileCapabilities bound;
+        EXPECT_EQ(Init(), kNotPermitted);
+        EXPECT_EQ(Rotate(KeysToRotate::Both), kNotPermitted);
+        EXPECT_EQ(Verify(), kNotPermitted);
+    }
+    ASSERT_EQ(chmod(files.directory.Path().c_str(), 0700), 0);
+    const std::string line =
+        "Error: the directory " + files.directory.Path() + " of the key files cannot be opened: Permission denied\n";
+    EXPECT_EQ(errors.str(), line + line + line);
+}
+
+TEST_F(KeyCommandsTest, SaysWhenNothingMayBeWritten)
+{
+    files.Create();
+    ASSERT_EQ(chmod(files.directory.Path().c_str(), 0500), 0);
+    {
+        const WithoutFileCapabilities bound;
+        EXPECT_EQ(Rotate(KeysToRotate::Both), kNotPermitted);
+    }
+    ASSERT_EQ(chmod(files.directory.Path().c_str(), 0700), 0);
+    EXPECT_EQ(errors.str(), "Error: " + files.standby + " cannot be written: Permission denied\n");
+    EXPECT_EQ(output.str(), "");
+}
+
+TEST_F(KeyCommandsTest, VerifyFindsTwoGoodFiles)
+{
+    ASSERT_EQ(Init(), 0);
+    output.str("");
+    EXPECT_EQ(Verify(), 0);
+    EXPECT_EQ(errors.str(), "");
+    EXPECT_EQ(output.str().substr(0, 5), "FILE ");
+    EXPECT_EQ(TableLine(files.primary), "valid 1 1 0 0");
+    EXPECT_EQ(TableLine(files.standby), "valid 1 1 0 0");
+    EXPECT_NE(output.str().find("\nBoth files are valid and alike.\n"), std::string::npos);
+}
+
+TEST_F(KeyCommandsTest, VerifyFindsWhatTheClientWouldRepair)
+{
+    files.Create();
+    std::filesystem::remove(files.standby);
+    EXPECT_EQ(Verify(), kCredential);
+    EXPECT_EQ(TableLine(files.primary).substr(0, 9), "valid 1 1");
+    EXPECT_EQ(TableLine(files.standby), "missing - - - - " + files.standby + " is missing");
+    EXPECT_EQ(errors.str(), "Error: " + files.standby +
+                                " is missing. The other file suffices: the client repairs this one from it at its "
+                                "start and whenever it checks the age of its keys\n");
+    EXPECT_FALSE(std::filesystem::exists(files.standby));
+}
+
+TEST_F(KeyCommandsTest, VerifyFindsAnOlderFileAndLeavesItAsItIs)
+{
+    const KeyRing ring = files.Create();
+    const std::string before = BytesOf(files.standby);
+    files.Save(ring.WithNewMasterKey(2000));
+    WriteBytes(files.standby, before);
+    EXPECT_EQ(Verify(), kCredential);
+    EXPECT_EQ(TableLine(files.primary).substr(0, 9), "valid 2 2");
+    EXPECT_EQ(TableLine(files.standby).substr(0, 9), "valid 1 1");
+    EXPECT_EQ(errors.str().find("Error: " + files.standby + " is older than " + files.primary + ". "), 0u);
+    EXPECT_EQ(BytesOf(files.standby), before);
+}
+
+TEST_F(KeyCommandsTest, VerifyFindsFilesThatCannotBeUsed)
+{
+    files.Create();
+    WriteBytes(files.primary, "rubbish, and enough of it that it could be a key file by its length");
+    ASSERT_EQ(chmod(files.standby.c_str(), 0644), 0);
+    EXPECT_EQ(Verify(), kCredential);
+    EXPECT_EQ(TableLine(files.primary),
+              "damaged - - - - " + files.primary + " is damaged: it does not begin like a key file");
+    EXPECT_EQ(TableLine(files.standby).find("refused - - - - " + files.standby + " is open to others"), 0u);
+    EXPECT_EQ(errors.str().find("Error: " + files.standby + " is open to others (mode 0644)"), 0u);
+}
+
+TEST_F(KeyCommandsTest, VerifyFindsNoFilesAndNoDirectory)
+{
+    EXPECT_EQ(Verify(), kCredential);
+    EXPECT_EQ(errors.str().find("Error: there are no keys: "), 0u);
+    const std::string directory = files.directory.Path() + "/not";
+    errors.str("");
+    EXPECT_EQ(KeysVerify(directory + "/a", directory + "/b", output, errors), kCredential);
+    EXPECT_EQ(errors.str().find("Error: the directory " + directory + " of the key files is missing."), 0u);
+}
+
+TEST_F(KeyCommandsTest, RotateReplacesTheRootKeyAlone)
+{
+    const KeyRing ring = files.Create();
+    EXPECT_EQ(Rotate(KeysToRotate::Root), 0);
+    const KeyStore::Loaded loaded = files.Load();
+    EXPECT_TRUE(loaded.warnings.empty());
+    EXPECT_EQ(loaded.ring->GetHead().generation, 2u);
+    EXPECT_NE(Bytes(*loaded.ring, 0), Bytes(ring, 0));
+    EXPECT_EQ(Bytes(*loaded.ring, 1), Bytes(ring, 1));
+    EXPECT_EQ(loaded.ring->GetMasterKeys().size(), 1u);
+    EXPECT_GT(loaded.ring->GetHead().rootCreated, 1'600'000'000);
+    EXPECT_EQ(output.str(), "The root key was replaced; it encrypts the master keys.\n"
+                            "Every password that was encrypted before can still be decrypted. A running client takes "
+                            "the new keys over at its next request that needs them.\n");
+    EXPECT_EQ(errors.str(), "");
+}
+
+TEST_F(KeyCommandsTest, RotateAddsAMasterKeyAlone)
+{
+    const KeyRing ring = files.Create();
+    EXPECT_EQ(Rotate(KeysToRotate::Master), 0);
+    const KeyStore::Loaded loaded = files.Load();
+    EXPECT_TRUE(loaded.warnings.empty());
+    EXPECT_EQ(Bytes(*loaded.ring, 0), Bytes(ring, 0));
+    ASSERT_EQ(loaded.ring->GetMasterKeys().size(), 2u);
+    EXPECT_EQ(Bytes(*loaded.ring, 1), Bytes(ring, 1));
+    EXPECT_EQ(output.str(), "A new master key was added, 2 are held; it encrypts passwords from now on.\n"
+                            "Every password that was encrypted before can still be decrypted. A running client takes "
+                            "the new keys over at its next request that needs them.\n");
+}
+
+TEST_F(KeyCommandsTest, RotateLosesNoPassword)
+{
+    std::vector<std::string> texts = {files.Create().Seal(Secret("password"))};
+    for (int i = 0; i < 5; ++i) {
+        ASSERT_EQ(Rotate(KeysToRotate::Both), 0);
+        texts.push_back(files.Load().ring->Seal(Secret("password")));
+    }
+    EXPECT_EQ(files.Load().ring->GetHead().generation, 11u);
+    for (const std::string &text : texts) {
+        EXPECT_EQ(files.Load().ring->Open(TestFiles::kDomain, text), "password");
+    }
+}
+
+TEST_F(KeyCommandsTest, RotateRepairsWhatItFindsAndSaysSo)
+{
+    files.Create();
+    std::filesystem::remove(files.primary);
+    EXPECT_EQ(Rotate(KeysToRotate::Both), 0);
+    EXPECT_EQ(errors.str(), "Warning: " + files.primary + " is missing; it was repaired from " + files.standby + "\n");
+    EXPECT_EQ(BytesOf(files.primary), BytesOf(files.standby));
+    EXPECT_EQ(files.Load().ring->GetMasterKeys().size(), 2u);
+}
+
+TEST_F(KeyCommandsTest, RotateChangesNothingItCannotUse)
+{
+    EXPECT_EQ(Rotate(KeysToRotate::Both), kCredential);
+    EXPECT_EQ(errors.str().find("Error: there are no keys: "), 0u);
+    files.Create();
+    ASSERT_EQ(chmod(files.primary.c_str(), 0644), 0);
+    const std::string before = BytesOf(files.standby);
+    EXPECT_EQ(Rotate(KeysToRotate::Both), kCredential);
+    EXPECT_EQ(BytesOf(files.primary), before);
+    EXPECT_EQ(BytesOf(files.standby), before);
+    EXPECT_EQ(output.str(), "");
+}
+
+TEST_F(KeyCommandsTest, RotateKeepsTheOldKeysWhenNewOnesCannotBeWritten)
+{
+    files.Create();
+    const std::string before = BytesOf(files.primary);
+    std::filesystem::create_directory(files.standby + ".new");
+    EXPECT_EQ(Rotate(KeysToRotate::Both), 1);
+    EXPECT_EQ(errors.str(), "Error: " + files.standby + " cannot be written: File exists\n");
+    EXPECT_EQ(output.str(), "");
+    EXPECT_EQ(BytesOf(files.primary), before);
+    EXPECT_EQ(BytesOf(files.standby), before);
+}
+
+TEST_F(KeyCommandsTest, PasswordVerifySaysWhetherTheKeysOpenAText)
+{
+    const std::string text = files.Create().Seal(Secret("password"));
+    ASSERT_EQ(Rotate(KeysToRotate::Both), 0);
+    output.str("");
+    EXPECT_EQ(VerifyPassword(text), 0);
+    EXPECT_EQ(output.str(), "The encrypted password can be decrypted with the present keys.\n");
+    output.str("");
+    EXPECT_EQ(VerifyPassword(KeyRing::Create(TestFiles::kDomain, 1).Seal(Secret("password"))), kCredential);
+    EXPECT_EQ(VerifyPassword(""), kCredential);
+    EXPECT_EQ(output.str(), "");
+    EXPECT_EQ(errors.str(), "Error: the encrypted password cannot be decrypted: it was sealed with a key that the key "
+                            "files do not hold\n"
+                            "Error: the encrypted password cannot be decrypted: it is not a sealed password: it does "
+                            "not begin with \"zef1:\"\n");
+}
+
+TEST_F(KeyCommandsTest, PasswordVerifyComparesWithAPassword)
+{
+    const std::string text = files.Create().Seal(Secret("Secret_9"));
+    EXPECT_EQ(ComparePassword(text, "Secret_9\n"), 0);
+    EXPECT_EQ(output.str(), "The encrypted password can be decrypted with the present keys.\n"
+                            "The password that was given is the encrypted one.\n");
+    for (const char *other : {"Secret_8\n", "Secret_\n", "Secret_99\n", "\n", ""}) {
+        errors.str("");
+        EXPECT_EQ(ComparePassword(text, other), kCredential);
+        EXPECT_EQ(errors.str(), "Error: the password that was given is not the encrypted one\n");
+    }
+    EXPECT_EQ(output.str().find("Secret"), std::string::npos);
+}
+
+TEST_F(KeyCommandsTest, PasswordVerifyNeedsKeysAndAnOutput)
+{
+    const std::string text = KeyRing::Create(TestFiles::kDomain, 1).Seal(Secret("password"));
+    EXPECT_EQ(VerifyPassword(text), kCredential);
+    EXPECT_EQ(errors.str().find("Error: there are no keys: "), 0u);
+    const std::string sealed = files.Create().Seal(Secret("password"));
+    output.setstate(std::ios::badbit);
+    EXPECT_EQ(VerifyPassword(sealed), 1);
 }
 
 }  // namespace zef

@@ -393,6 +393,127 @@ TEST_F(KeyManagerTest, FinishEndsAWaitForTheNextCheck)
     EXPECT_EQ(manager.Finish(), 0);
 }
 
+TEST_F(KeyManagerTest, LooksForAKeyThatAnotherProcessHasAdded)
+{
+    ASSERT_EQ(Init(), 0);
+    const KeyRing next = ring.WithNewMasterKey(clock.NowSeconds());
+    files.Save(next);
+    EXPECT_EQ(manager.Decrypt(kDomain, next.Seal(Secret("newer"))), "newer");
+    EXPECT_EQ(manager.Decrypt(kDomain, text), "password");
+    EXPECT_TRUE(RecordedLog::Lines("error").empty());
+    EXPECT_EQ(RecordedLog::Lines("info").back(),
+              "info keys: newer keys were taken over from the key files, 2 of them for passwords");
+}
+
+TEST_F(KeyManagerTest, LooksForAKeyInTheFileThatIsGood)
+{
+    ASSERT_EQ(Init(), 0);
+    const KeyRing next = ring.WithNewMasterKey(clock.NowSeconds());
+    files.Save(next);
+    WriteBytes(files.primary, "rubbish");
+    EXPECT_EQ(manager.Decrypt(kDomain, next.Seal(Secret("newer"))), "newer");
+    EXPECT_EQ(BytesOf(files.primary), "rubbish");
+}
+
+TEST_F(KeyManagerTest, LooksForAKeyNoMoreThanOnceInAWhile)
+{
+    ASSERT_EQ(Init(), 0);
+    EXPECT_EQ(manager.Decrypt(kDomain, KeyRing::Create(kDomain, 1).Seal(Secret("password"))), "");
+    const KeyRing next = ring.WithNewMasterKey(clock.NowSeconds());
+    files.Save(next);
+    const std::string newer = next.Seal(Secret("newer"));
+    const int64_t looked = clock.NowSeconds();
+    EXPECT_EQ(manager.Decrypt(kDomain, newer), "");
+    clock.SetWallClock(looked + KeyManager::kLookPauseSeconds - 1);
+    EXPECT_EQ(manager.Decrypt(kDomain, newer), "");
+    clock.SetWallClock(looked + KeyManager::kLookPauseSeconds);
+    EXPECT_EQ(manager.Decrypt(kDomain, newer), "newer");
+    EXPECT_EQ(RecordedLog::Lines("error").size(), 3u);
+}
+
+TEST_F(KeyManagerTest, LooksForAKeyWhenTheClockWasSetBack)
+{
+    ASSERT_EQ(Init(), 0);
+    EXPECT_EQ(manager.Decrypt(kDomain, KeyRing::Create(kDomain, 1).Seal(Secret("password"))), "");
+    const KeyRing next = ring.WithNewMasterKey(clock.NowSeconds());
+    files.Save(next);
+    clock.SetWallClock(clock.NowSeconds() - 1000);
+    EXPECT_EQ(manager.Decrypt(kDomain, next.Seal(Secret("newer"))), "newer");
+}
+
+TEST_F(KeyManagerTest, TakesNoKeysOverThatWouldLoseOnesHeld)
+{
+    ASSERT_EQ(Init(), 0);
+    const KeyRing other = KeyRing::Create(kDomain, clock.NowSeconds());
+    files.Save(other);
+    EXPECT_EQ(manager.Decrypt(kDomain, other.Seal(Secret("other"))), "");
+    EXPECT_EQ(manager.Decrypt(kDomain, text), "password");
+    EXPECT_EQ(RecordedLog::Lines("warn"),
+              Lines{"warn keys: the key files hold other keys than those in use; restart to use them"});
+}
+
+TEST_F(KeyManagerTest, KeepsItsKeysWhenTheFilesCannotBeReadAgain)
+{
+    ASSERT_EQ(Init(), 0);
+    std::filesystem::remove(files.primary);
+    std::filesystem::remove(files.standby);
+    EXPECT_EQ(manager.Decrypt(kDomain, KeyRing::Create(kDomain, 1).Seal(Secret("password"))), "");
+    EXPECT_EQ(manager.Decrypt(kDomain, text), "password");
+    const Lines warnings = RecordedLog::Lines("warn");
+    ASSERT_EQ(warnings.size(), 1u);
+    EXPECT_EQ(warnings[0].find("warn keys: the key files cannot be read again: there are no keys: "), 0u);
+    EXPECT_FALSE(std::filesystem::exists(files.primary));
+}
+
+TEST_F(KeyManagerTest, LooksForNoKeyWhenTheTextIsDamagedOrOfAnotherDomain)
+{
+    ASSERT_EQ(Init(), 0);
+    const KeyRing next = ring.WithNewMasterKey(clock.NowSeconds());
+    files.Save(next);
+    EXPECT_EQ(manager.Decrypt(kDomain, "zef1:"), "");
+    EXPECT_EQ(manager.Decrypt(kDomain, text + "A"), "");
+    EXPECT_EQ(manager.Decrypt(3, next.Seal(Secret("newer"))), "");
+    EXPECT_EQ(RecordedLog::Lines("info").size(), 1u);
+    EXPECT_EQ(manager.Decrypt(kDomain, next.Seal(Secret("newer"))), "newer");
+}
+
+TEST_F(KeyManagerTest, AllThreadsThatMissAKeyAtOnceGetIt)
+{
+    for (int round = 0; round < 20; ++round) {
+        ASSERT_EQ(Init(), 0);
+        clock.SetWallClock(clock.NowSeconds() + KeyManager::kLookPauseSeconds);
+        const KeyRing next = RingOnDisk().WithNewMasterKey(clock.NowSeconds());
+        files.Save(next);
+        const std::string newer = next.Seal(Secret("newer"));
+        std::atomic<int> opened{0};
+        std::vector<std::thread> threads;
+        for (int i = 0; i < 4; ++i) {
+            threads.emplace_back([&] { opened += manager.Decrypt(kDomain, newer) == "newer" ? 1 : 0; });
+        }
+        for (std::thread &thread : threads) {
+            thread.join();
+        }
+        EXPECT_EQ(opened, 4);
+    }
+}
+
+TEST_F(KeyManagerTest, ForgetsTheKeysForGoodWhileAnotherThreadLooksForOne)
+{
+    const KeyRing next = ring.WithNewMasterKey(clock.NowSeconds());
+    const std::string newer = next.Seal(Secret("newer"));
+    for (int round = 0; round < 50; ++round) {
+        ASSERT_EQ(Init(), 0);
+        files.Save(next);
+        clock.SetWallClock(clock.NowSeconds() + KeyManager::kLookPauseSeconds);
+        std::thread looker([&] { (void)manager.Decrypt(kDomain, newer); });
+        manager.Finish();
+        looker.join();
+        EXPECT_EQ(manager.Decrypt(kDomain, text), "");
+        std::filesystem::remove(files.standby);
+        files.Save(ring);
+    }
+}
+
 TEST_F(KeyManagerTest, DecryptsOnManyThreadsWhileKeysAreRenewedAndForgotten)
 {
     ASSERT_EQ(Init(), 0);

@@ -67,11 +67,14 @@ protected:
     }
 
     // What the program makes of that typing: the password, or why there is none.
-    std::string ReadTyped(const std::string &typed)
+    std::string ReadTyped(const std::string &typed) { return ReadTyped(typed, &PasswordInput::Read); }
+
+    std::string ReadTyped(const std::string &typed, SecretBuffer (PasswordInput::*read)())
     {
-        auto result = std::async(std::launch::async, [this] {
+        auto result = std::async(std::launch::async, [this, read] {
             try {
-                return BytesOf(PasswordInput(terminal.Get(), prompts).Read());
+                PasswordInput input(terminal.Get(), prompts);
+                return BytesOf((input.*read)());
             } catch (const KeyError &error) {
                 return std::string("refused: ") + error.what();
             }
@@ -126,6 +129,14 @@ TEST_F(PasswordInputTest, AsksTwice)
 {
     EXPECT_EQ(ReadTyped("secret\nsecret\n"), "secret");
     EXPECT_EQ(prompts.str(), "Password: \nOnce more: \n");
+}
+
+TEST_F(PasswordInputTest, AsksOnceForAPasswordThatIsKnown)
+{
+    EXPECT_EQ(ReadTyped("secret\n", &PasswordInput::ReadOnce), "secret");
+    EXPECT_EQ(prompts.str(), "Password: \n");
+    EXPECT_EQ(Shown(), "");
+    EXPECT_TRUE(EchoIsOn());
 }
 
 TEST_F(PasswordInputTest, ShowsNothingOfThePassword)

@@ -52,6 +52,15 @@ TEST(SecretBufferTest, GivesItsBytesUpForThoseAssignedToIt)
     EXPECT_EQ(BytesOf(target), "newer");
 }
 
+TEST(SecretBufferTest, EqualsTheSameBytesAlone)
+{
+    EXPECT_TRUE(SecretBuffer("abc", 3).Equals(SecretBuffer("abc", 3)));
+    EXPECT_FALSE(SecretBuffer("abc", 3).Equals(SecretBuffer("abd", 3)));
+    EXPECT_FALSE(SecretBuffer("abc", 3).Equals(SecretBuffer("ab", 2)));
+    EXPECT_FALSE(SecretBuffer("abc", 3).Equals(SecretBuffer()));
+    EXPECT_TRUE(SecretBuffer().Equals(SecretBuffer()));
+}
+
 TEST(SecretBufferTest, MayBeEmpty)
 {
     const SecretBuffer none;
