@@ -1,0 +1,42 @@
+// Carries out what is asked of a running client over its control socket.
+#ifndef ZEF_CLIENT_MANAGEMENT_MANAGEMENT_H
+#define ZEF_CLIENT_MANAGEMENT_MANAGEMENT_H
+
+#include <nlohmann/json_fwd.hpp>
+
+#include <chrono>
+#include <functional>
+#include <string>
+
+namespace zef {
+
+// Each request runs between two tasks of the library, and never beside another request: a request waits for the task
+// that runs, at most until its deadline.
+class Management {
+public:
+    // `configPath`: the configuration file that `save` and `reload` mean. `onChange` is called after each request that
+    // may have changed something, by the thread that carries it out.
+    Management(std::string configPath, std::function<void()> onChange);
+
+    // Operations and their arguments (all texts unless said otherwise):
+    //   status                                         see TakeClientStatus
+    //   storage-add               name, user, password, addresses (list) or fibre_channel (true), save (true)
+    //   storage-delete            name, save
+    //   storage-add-addresses, storage-delete-addresses   name, addresses (list), save
+    //   storage-delete-pair       name, pair, save
+    //   storage-set-user          name, user, password, save
+    //   switch                    name, value, save
+    //   retry, save, reload
+    //   log-level                 level; shows it when it is missing
+    // Passwords are encrypted ones. All but status answer {done: [sentences]}, log-level also {level}. Throws
+    // ControlError; what it says of "nothing was changed" holds, and TimedOut means that too.
+    nlohmann::json Handle(const nlohmann::json &request, std::chrono::steady_clock::time_point deadline) const;
+
+private:
+    const std::string configPath;
+    const std::function<void()> onChange;
+};
+
+}  // namespace zef
+
+#endif

@@ -1,0 +1,276 @@
+#include "management/StorageChanges.h"
+
+#include "common/Counted.h"
+#include "control/ControlError.h"
+#include "gateway/IpGateway.h"
+#include "iputil/ProbeRecord.h"
+#include "keys/KeyCommands.h"
+
+#include <zef_config/ZefStorageController.h>
+#include <zef_config/ZefStorageManager.h>
+#include <zef_config/platform/ClientComponents.h>
+#include <zef_config/platform/IpUtil.h>
+#include <zef_config/platform/KeyManagement.h>
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <set>
+
+#include <string.h>
+
+namespace zef {
+
+namespace {
+
+[[noreturn]] void Refuse(ExitCode code, const std::string &why)
+{
+    throw ControlError(code, why + "; nothing was changed");
+}
+
+// The library's functions have logged why, in their own words.
+void RequireDone(int result, const char *what)
+{
+    if (result != 0) {
+        Refuse(ExitCode::Failed, fmt::format("the library refuses to {}; the client's log says why", what));
+    }
+}
+
+void RequireName(const std::string &name)
+{
+    if (!ZefStorageManager::IsValidStorageName(name)) {
+        Refuse(ExitCode::Usage,
+               fmt::format("\"{}\" is no storage name: 1 to 127 letters, digits and characters of _ / . -", name));
+    }
+}
+
+void RequireUser(const std::string &user)
+{
+    if (!ZefStorageManager::IsValidUserName(user)) {
+        Refuse(ExitCode::Usage,
+               fmt::format("\"{}\" is no user name: 5 to 32 letters, digits and underscores, beginning with a letter",
+                           user));
+    }
+}
+
+void RequireSealed(const std::string &sealed)
+{
+    std::string plain = WoxUtil::WoxDecryptData(kPasswordDomain, sealed);
+    const bool isOpen = !plain.empty();
+    explicit_bzero(plain.data(), plain.size());
+    if (!isOpen) {
+        Refuse(ExitCode::Credential,
+               "the client's keys do not open the encrypted password; zef_client password encrypt makes one");
+    }
+}
+
+void RequireAddresses(const std::vector<std::string> &addresses)
+{
+    for (const std::string &address : addresses) {
+        if (!IpUtil::IsIpV4Valid(address)) {
+            Refuse(ExitCode::Usage, fmt::format("\"{}\" is not an IPv4 address", address));
+        }
+    }
+    if (std::set<std::string>(addresses.begin(), addresses.end()).size() != addresses.size()) {
+        Refuse(ExitCode::Usage, "an address is given twice");
+    }
+}
+
+void RequireRoom(size_t addresses)
+{
+    if (addresses > kMaxAddresses) {
+        Refuse(ExitCode::Failed,
+               fmt::format("that makes {} addresses; at most {} are allowed", addresses, kMaxAddresses));
+    }
+}
+
+ZefStorage &Existing(const std::string &name)
+{
+    RequireName(name);
+    ZefStorage &storage = ZefStorageManager::GetByName(name);
+    if (storage.GetName().empty()) {
+        Refuse(ExitCode::Failed, fmt::format("there is no storage object {}", name));
+    }
+    return storage;
+}
+
+std::string Joined(const std::vector<std::string> &texts, const char *separator)
+{
+    return fmt::format("{}", fmt::join(texts, separator));
+}
+
+std::string Addresses(size_t count)
+{
+    return Counted(count, "address", "addresses");
+}
+
+std::string LinksEnd(size_t count)
+{
+    return Counted(count, "link ends", "links end");
+}
+
+void Connect(const std::string &name, const std::vector<std::string> &addresses)
+{
+    ZefStorage part;
+    part.SetName(name);
+    part.AddIpList({addresses.begin(), addresses.end()});
+    (void)ZefStorageController::ConnectStorageIps(part);  // fails only without an address
+}
+
+// A copy of the pairs: what ends them changes the list.
+void EndLinks(const std::vector<IpPair> pairs)
+{
+    for (const auto &[local, array] : pairs) {
+        (void)IpGateway::Instance().DeleteLink(local, array);  // -1: the gateway has not been asked for it yet
+    }
+}
+
+std::vector<IpPair> PairsTowards(const ZefStorage &storage, const std::vector<std::string> &addresses)
+{
+    std::vector<IpPair> pairs;
+    const std::set<std::string> arrays(addresses.begin(), addresses.end());
+    std::copy_if(storage.GetIpParis().begin(), storage.GetIpParis().end(), std::back_inserter(pairs),
+                 [&arrays](const IpPair &pair) { return arrays.count(pair.second) != 0; });
+    return pairs;
+}
+
+void ForgetProbes(const std::vector<std::string> &addresses)
+{
+    for (const std::string &address : addresses) {
+        ForgetProbe(address);
+    }
+}
+
+IpPair ParsePair(const std::string &text)
+{
+    const size_t colon = text.find(':');
+    const IpPair pair(text.substr(0, colon), colon == std::string::npos ? "" : text.substr(colon + 1));
+    if (!IpUtil::IsIpV4Valid(pair.first) || !IpUtil::IsIpV4Valid(pair.second)) {
+        Refuse(ExitCode::Usage,
+               fmt::format("\"{}\" is no pair: local address, colon, array address, such as 10.0.0.1:10.0.0.9", text));
+    }
+    return pair;
+}
+
+}  // namespace
+
+void RequireUsable(const StorageDescription &storage)
+{
+    RequireName(storage.name);
+    RequireUser(storage.user);
+    RequireAddresses(storage.addresses);
+    RequireRoom(storage.addresses.size());
+    RequireSealed(storage.sealed);
+}
+
+std::string AddStorage(const StorageDescription &storage)
+{
+    RequireUsable(storage);
+    const std::vector<ZefStorage> &present = ZefStorageManager::GetStorageAll();
+    if (present.size() >= kMaxStorages) {
+        Refuse(ExitCode::Failed, fmt::format("the client has a storage object already, {}; it takes one at most",
+                                             present.front().GetName()));
+    }
+
+    if (storage.linkType == StorageLinkType::kFibreChannel) {
+        RequireDone(ZefStorageManager::CreateStorage(storage.name, storage.user, storage.sealed, storage.linkType),
+                    "create it");
+        (void)ZefAddThreadForFc();  // never examined, as at start
+        (void)ZefStorageController::ConnectStorageFc(ZefStorageManager::GetByName(storage.name));
+        return fmt::format("{} is added; its Fibre Channel link is looked for", storage.name);
+    }
+    RequireDone(ZefStorageManager::CreateStorage(storage.name, storage.user, storage.sealed,
+                                                 Joined(storage.addresses, ";")),
+                "create it");
+    Connect(storage.name, storage.addresses);
+    return fmt::format("{} is added with {}, being connected", storage.name, Addresses(storage.addresses.size()));
+}
+
+std::string DeleteStorage(const std::string &name)
+{
+    const ZefStorage storage = Existing(name);
+    RequireDone(ZefStorageManager::DeleteStorage(name), "delete it");
+    EndLinks(storage.GetIpParis());
+    ForgetProbes({storage.GetIpList().begin(), storage.GetIpList().end()});
+    return fmt::format("{} is deleted; {}", name, LinksEnd(storage.GetIpParis().size()));
+}
+
+std::string AddAddresses(const std::string &name, const std::vector<std::string> &addresses)
+{
+    ZefStorage &storage = Existing(name);
+    if (storage.GetLinkType() == StorageLinkType::kFibreChannel) {
+        Refuse(ExitCode::Failed, fmt::format("{} is reached over Fibre Channel and has no addresses", name));
+    }
+    RequireAddresses(addresses);
+    for (const std::string &address : addresses) {
+        if (storage.GetIpList().count(address) != 0) {
+            Refuse(ExitCode::Failed, fmt::format("{} has the address {} already", name, address));
+        }
+    }
+    RequireRoom(storage.GetIpList().size() + addresses.size());
+    RequireDone(ZefStorageManager::AddStorageIps(name, Joined(addresses, ";")), "add the addresses");
+    Connect(name, addresses);
+    return fmt::format("{} has {} more, being connected", name, Addresses(addresses.size()));
+}
+
+std::string DeleteAddresses(const std::string &name, const std::vector<std::string> &addresses)
+{
+    const ZefStorage storage = Existing(name);
+    for (const std::string &address : addresses) {
+        if (storage.GetIpList().count(address) == 0 && !storage.FindByIp(address)) {
+            Refuse(ExitCode::Failed, fmt::format("{} has no address \"{}\"", name, address));
+        }
+    }
+    const std::string list = Joined(addresses, ";");
+    ZefStorageManager::DeleteStorageIps(name, list);
+    ZefStorageManager::DeleteStorageIpPairs(name, list);
+    const std::vector<IpPair> pairs = PairsTowards(storage, addresses);
+    EndLinks(pairs);
+    ForgetProbes(addresses);
+    return fmt::format("{} has {} less; {}", name, Addresses(addresses.size()), LinksEnd(pairs.size()));
+}
+
+std::string DeletePair(const std::string &name, const std::string &pair)
+{
+    const ZefStorage &storage = Existing(name);
+    const IpPair parsed = ParsePair(pair);
+    if (!IsWantedPair(parsed.first, parsed.second)) {
+        Refuse(ExitCode::Failed, fmt::format("{} has no pair {}", name, pair));
+    }
+    ZefStorageManager::DeleteStorageIpPair(name, pair);
+    EndLinks({parsed});
+    if (storage.GetIpList().count(parsed.second) != 0) {
+        return fmt::format("the link {} ends", pair);
+    }
+    ForgetProbes({parsed.second});
+    return fmt::format("the link {} ends; it was the last one to {}, which is no address of {} any more", pair,
+                       parsed.second, name);
+}
+
+std::string SetUser(const std::string &name, const std::string &user, const std::string &sealed)
+{
+    (void)Existing(name);
+    RequireUser(user);
+    RequireSealed(sealed);
+    RequireDone(ZefStorageManager::UpdateStorageUser(name, user, sealed), "change the user");
+    return fmt::format("{} logs in as {} from now on; links that are up stay", name, user);
+}
+
+bool IsWantedAddress(const std::string &array)
+{
+    const std::vector<ZefStorage> &storages = ZefStorageManager::GetStorageAll();
+    return std::any_of(storages.begin(), storages.end(),
+                       [&array](const ZefStorage &storage) { return storage.GetIpList().count(array) != 0; });
+}
+
+bool IsWantedPair(const std::string &local, const std::string &array)
+{
+    const IpPair pair(local, array);
+    const std::vector<ZefStorage> &storages = ZefStorageManager::GetStorageAll();
+    return std::any_of(storages.begin(), storages.end(), [&pair](const ZefStorage &storage) {
+        const std::vector<IpPair> &pairs = storage.GetIpParis();
+        return std::find(pairs.begin(), pairs.end(), pair) != pairs.end();
+    });
+}
+
+}  // namespace zef
