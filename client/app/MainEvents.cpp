@@ -1,11 +1,14 @@
 #include "app/MainEvents.h"
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <system_error>
 
 #include <cerrno>
+#include <climits>
 #include <csignal>
+#include <cstdint>
 
 #include <fcntl.h>
 #include <poll.h>
@@ -19,14 +22,32 @@ namespace {
 std::atomic<int> readEnd{-1};
 std::atomic<int> writeEnd{-1};
 
-constexpr std::array<int, 4> kSignals = {SIGINT, SIGTERM, SIGUSR1, SIGPIPE};
+constexpr std::array<int, 5> kSignals = {SIGINT, SIGTERM, SIGUSR1, SIGHUP, SIGPIPE};
 std::array<struct sigaction, kSignals.size()> previousActions;
+
+MainEvent EventOf(int signal)
+{
+    switch (signal) {
+    case SIGUSR1:
+        return MainEvent::ShowTable;
+    case SIGHUP:
+        return MainEvent::Reload;
+    default:
+        return MainEvent::Stop;
+    }
+}
 
 void OnSignal(int signal)
 {
     const int error = errno;
-    MainEvents::Post(signal == SIGUSR1 ? MainEvent::ShowTable : MainEvent::Stop);
+    MainEvents::Post(EventOf(signal));
     errno = error;
+}
+
+int PollTime(std::chrono::steady_clock::time_point end)
+{
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - std::chrono::steady_clock::now());
+    return static_cast<int>(std::clamp<int64_t>(left.count(), 0, INT_MAX));
 }
 
 void Handle(size_t index)
@@ -63,11 +84,18 @@ MainEvents::~MainEvents()
     close(readEnd.exchange(-1));
 }
 
-MainEvent MainEvents::Wait()
+MainEvent MainEvents::Wait(std::chrono::milliseconds patience)
 {
     // Waits in poll, which every signal ends; a read would be taken up again behind the handler's back.
+    const bool isEndless = patience < std::chrono::milliseconds(0);
+    const auto end = std::chrono::steady_clock::now() + patience;
     pollfd readable = {readEnd, POLLIN, 0};
-    while (poll(&readable, 1, -1) < 0 && errno == EINTR) {
+    int ready = 0;
+    do {
+        ready = poll(&readable, 1, isEndless ? -1 : PollTime(end));
+    } while (ready < 0 && errno == EINTR);
+    if (ready == 0) {
+        return MainEvent::Nothing;
     }
     char event = static_cast<char>(MainEvent::Stop);
     while (read(readEnd, &event, 1) < 0 && errno == EINTR) {

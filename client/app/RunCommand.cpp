@@ -1,151 +1,86 @@
 #include "app/RunCommand.h"
 
-#include "app/CommandLine.h"
-#include "app/ConfigDiagnosis.h"
 #include "app/MainEvents.h"
-#include "app/StatusPrinter.h"
-#include "app/StatusReport.h"
-
-#include "TaskPause.h"
+#include "app/RunningClient.h"
+#include "control/ControlError.h"
 #include "gateway/IpGateway.h"
-#include "iputil/IpUtilSettings.h"
-#include "keys/KeyCommands.h"
+#include "keys/PlatformKeys.h"
 #include "log/Log.h"
+#include "service/ServiceManager.h"
 
-#include <zef_config/ZefConfig.h>
-#include <zef_config/ZefStorageManager.h>
-
-#include <memory>
-#include <string>
-#include <vector>
-
-#include <unistd.h>
+#include <system_error>
 
 namespace zef {
 
 namespace {
 
 constexpr const char *kComponent = "client";
-constexpr size_t kMaxAddressText = 512;
 
-// The library's own entry of the table: the first storage object, by copy.
-ZefStorage FirstStorage()
+// How long the gateway's thread may leave a question unanswered before it counts as hung.
+constexpr std::chrono::milliseconds kGatewayPatience(5000);
+
+// How long to wait for an event; without end where nobody watches.
+std::chrono::milliseconds Patience(const ServiceManager &manager)
 {
-    const std::vector<ZefStorage> &storages = ZefStorageManager::GetStorageAll();
-    return storages.empty() ? ZefStorage() : storages.front();
+    const auto interval = std::chrono::duration_cast<std::chrono::milliseconds>(manager.WatchdogInterval());
+    return interval.count() > 0 ? interval : std::chrono::milliseconds(-1);
 }
 
-std::vector<std::string> AddressesWithoutPair(const ZefStorage &storage)
+// The main thread proves itself by getting here, the gateway's by an answer.
+void ProveAlive(ServiceManager &manager)
 {
-    std::vector<std::string> addresses;
-    for (const std::string &ip : storage.GetIpList()) {
-        if (!storage.FindByIp(ip)) {
-            addresses.push_back(ip);
-        }
+    if (manager.WatchdogInterval().count() == 0) {
+        return;
     }
-    return addresses;
-}
-
-using Query = int32_t (*)(char *buffer, uint32_t size);
-
-std::string Ask(Query query)
-{
-    char text[kMaxAddressText];
-    return query(text, sizeof text) == 0 ? text : "";
-}
-
-// Asks the library between two of its tasks, since its registry has no lock.
-ClientStatus TakeStatus()
-{
-    const TaskPause pause;
-    const ZefStorage storage = FirstStorage();
-    ClientStatus status;
-    status.uuid = Ask(ZefConfigGetUuid);
-    status.storageName = storage.GetName();
-    status.storageWwn = storage.GetWwn();
-    // Asked only once there is something to tell: the library reports a question that has no answer as an error.
-    if (storage.GetLinkType() == StorageLinkType::kFibreChannel || !storage.GetIpParis().empty()) {
-        status.localAddress = Ask(ZefConfigGetLocalAddr);
-    }
-    status.links = IpGateway::Instance().Links();
-    status.withoutLink = AddressesWithoutPair(storage);
-    return status;
-}
-
-// What must be stopped, in this order, however the client ends. Everything that would keep a task waiting goes first, then
-// whoever asks the library; only then does the library finish, with nothing beside it.
-class RunningClient {
-public:
-    explicit RunningClient(const RunOptions &options)
-        : printer(std::make_unique<StatusPrinter>(STDOUT_FILENO, TakeStatus))
-    {
-        IpUtilSettings::Instance().Configure({options.gateway.arrayPort, options.probeDeadline});
-        IpGateway::Instance().Start(options.gateway,
-                                    [this](const LinkState &state) { printer->LinkChanged(state); });
-    }
-
-    ~RunningClient()
-    {
-        IpUtilSettings::Instance().StopProbing();
-        IpGateway::Instance().Close();
-        printer.reset();
-        const TaskPause pause;
-        ZefConfigFinish();
-    }
-
-    RunningClient(const RunningClient &) = delete;
-    RunningClient &operator=(const RunningClient &) = delete;
-
-    void ShowTable() { printer->ShowTable(); }
-
-private:
-    std::unique_ptr<StatusPrinter> printer;
-};
-
-// Most often it is the first start: no keys have been made yet.
-std::string DiagnoseKeys()
-{
-    const bool haveKeys = access(kPrimaryKeyFile, F_OK) == 0 || access(kStandbyKeyFile, F_OK) == 0;
-    return haveKeys ? "" : "there are no key files yet; zef_client keys init makes them";
-}
-
-int Refuse(const char *step, const std::string &diagnosis)
-{
-    if (diagnosis.empty()) {
-        LogError(kComponent, "the client does not {}; the messages above say why", step);
+    if (IpGateway::Instance().IsAlive(kGatewayPatience)) {
+        manager.KickWatchdog();
     } else {
-        LogError(kComponent, "the client does not {}: {}", step, diagnosis);
+        LogError(kComponent, "the gateway's thread does not answer; the service manager will restart the client");
     }
-    return kExitFailed;
 }
 
-int StartAndServe(MainEvents &events, RunningClient &client)
+void Serve(MainEvents &events, RunningClient &client, ServiceManager &manager)
 {
-    const std::string problem = DiagnoseFile(kConfigFile);
-    if (!problem.empty()) {
-        return Refuse("initialise", problem);
+    while (true) {
+        switch (events.Wait(Patience(manager))) {
+        case MainEvent::ShowTable:
+            client.ShowTable();
+            break;
+        case MainEvent::Reload:
+            client.Reload();
+            break;
+        case MainEvent::Nothing:
+            break;
+        case MainEvent::Stop:
+            LogInfo(kComponent, "stopping");
+            return;
+        }
+        ProveAlive(manager);
     }
-    if (ZefConfigInit() != 0) {
-        const std::string diagnosis = DiagnoseInit(kConfigFile);
-        return Refuse("initialise", diagnosis.empty() ? DiagnoseKeys() : diagnosis);
-    }
-    if (ZefConfigStart() != 0) {
-        return Refuse("start", DiagnoseStart(kConfigFile));
-    }
-    while (events.Wait() == MainEvent::ShowTable) {
-        client.ShowTable();
-    }
-    LogInfo(kComponent, "stopping");
-    return kExitDone;
 }
 
 }  // namespace
 
-int RunClient(const RunOptions &options)
+ExitCode RunClient(const RunOptions &options)
 {
     MainEvents events;
-    RunningClient client(options);
-    return StartAndServe(events, client);
+    ServiceManager manager;
+    SetCredentialDirectory(FindCredentialDirectory());
+    try {
+        RunningClient client(options, manager);
+        const ExitCode started = client.Start();
+        if (started == ExitCode::Done) {
+            Serve(events, client, manager);
+        }
+        manager.Stopping();
+        return started;
+    } catch (const ControlError &error) {
+        LogError(kComponent, "the client does not run: {}", error.what());
+        return error.GetCode();
+    } catch (const std::system_error &error) {
+        LogError(kComponent, "the client does not run: {}", error.what());
+        return ExitCode::Failed;
+    }
 }
 
 }  // namespace zef

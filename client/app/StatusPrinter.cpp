@@ -19,8 +19,9 @@ constexpr int kWritePatienceMs = 100;
 
 }  // namespace
 
-StatusPrinter::StatusPrinter(int outputDescriptor, std::function<ClientStatus()> statusSource)
-    : descriptor(outputDescriptor), takeStatus(std::move(statusSource)), thread(StartQuietThread([this] { Run(); }))
+StatusPrinter::StatusPrinter(int outputDescriptor, std::function<std::string()> tableSource, const LogClock &clock)
+    : descriptor(outputDescriptor), takeTable(std::move(tableSource)), news(clock),
+      thread(StartQuietThread([this] { Run(); }))
 {
 }
 
@@ -36,7 +37,9 @@ StatusPrinter::~StatusPrinter()
 
 void StatusPrinter::LinkChanged(const LinkState &state)
 {
-    Add(state);
+    if (std::optional<std::string> line = news.Line(state)) {
+        Add(std::move(line));
+    }
 }
 
 void StatusPrinter::ShowTable()
@@ -67,7 +70,7 @@ void StatusPrinter::Run()
             continue;  // the table of a client that has gone already
         }
         lock.unlock();
-        if (!Write(request ? Describe(*request) + "\n" : FormatStatus(takeStatus()))) {
+        if (!Write(request ? *request + "\n" : takeTable())) {
             return;
         }
         lock.lock();

@@ -2,7 +2,7 @@
 #ifndef ZEF_CLIENT_APP_STATUS_PRINTER_H
 #define ZEF_CLIENT_APP_STATUS_PRINTER_H
 
-#include "app/StatusReport.h"
+#include "gateway/LinkNews.h"
 #include "gateway/LinkState.h"
 
 #include <condition_variable>
@@ -19,9 +19,9 @@ namespace zef {
 // nor the main thread, and a table may wait for the moment between two tasks in which the registry can be read.
 class StatusPrinter {
 public:
-    // `takeStatus` is called on the printer's thread for each table, and may block. `descriptor` is where lines go; it
-    // stays the caller's.
-    StatusPrinter(int descriptor, std::function<ClientStatus()> takeStatus);
+    // `takeTable` gives the text of a table, line feeds included; it is called on the printer's thread for each one,
+    // and may block. `descriptor` is where lines go; it stays the caller's.
+    StatusPrinter(int descriptor, std::function<std::string()> takeTable, const LogClock &clock = {});
 
     // Prints the changes that came until now, as far as the reader takes them, then ends. A table that is still to be
     // taken is dropped: it would show a client that has gone already.
@@ -30,15 +30,15 @@ public:
     StatusPrinter(const StatusPrinter &) = delete;
     StatusPrinter &operator=(const StatusPrinter &) = delete;
 
-    // One line for a change of a link's state. Any thread; never blocks.
+    // One line for a change of a link's state, if LinkNews holds it to be news. Any thread; never blocks.
     void LinkChanged(const LinkState &state);
 
-    // The identity and a table of all links. Any thread; never blocks.
+    // The table. Any thread; never blocks.
     void ShowTable();
 
 private:
-    // What is to be printed: a link's change, or (without one) the table.
-    using Request = std::optional<LinkState>;
+    // What is to be printed: a line, or (without one) the table.
+    using Request = std::optional<std::string>;
 
     void Add(Request request);
     void Run();
@@ -46,7 +46,8 @@ private:
     bool IsEnding();
 
     const int descriptor;
-    const std::function<ClientStatus()> takeStatus;
+    const std::function<std::string()> takeTable;
+    LinkNews news;
 
     std::mutex mutex;  // guards what follows
     std::condition_variable changed;

@@ -74,7 +74,7 @@ has_lines() { # has_lines COUNT PATTERN
 # show_table: makes the client print its table and waits for it
 show_table() {
     local before
-    before=$(lines '^Client UUID:')
+    before=$(lines '^UUID ')
     kill -USR1 "$clientPid"
-    wait_for 10 "a table" has_lines $((before + 1)) '^Client UUID:'
+    wait_for 10 "a table" has_lines $((before + 1)) '^UUID '
 }

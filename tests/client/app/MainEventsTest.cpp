@@ -27,6 +27,21 @@ TEST(MainEventsTest, SigUsr1AsksForTheTable)
     EXPECT_EQ(events.Wait(), MainEvent::ShowTable);
 }
 
+TEST(MainEventsTest, SigHupAsksForAReload)
+{
+    MainEvents events;
+    kill(getpid(), SIGHUP);
+    EXPECT_EQ(events.Wait(), MainEvent::Reload);
+}
+
+TEST(MainEventsTest, GivesUpWhenTheTimeIsOver)
+{
+    MainEvents events;
+    EXPECT_EQ(events.Wait(std::chrono::milliseconds(0)), MainEvent::Nothing);
+    MainEvents::Post(MainEvent::ShowTable);
+    EXPECT_EQ(events.Wait(std::chrono::milliseconds(0)), MainEvent::ShowTable) << "what is there comes first";
+}
+
 TEST(MainEventsTest, SurvivesAPeerThatHangsUp)
 {
     MainEvents events;
@@ -63,7 +78,7 @@ TEST(MainEventsTest, GivesTheSignalsBack)
         MainEvents events;
     }
     struct sigaction action = {};
-    for (const int signal : {SIGINT, SIGTERM, SIGUSR1, SIGPIPE}) {
+    for (const int signal : {SIGINT, SIGTERM, SIGUSR1, SIGHUP, SIGPIPE}) {
         sigaction(signal, nullptr, &action);
         EXPECT_EQ(action.sa_handler, SIG_DFL) << signal;
     }

@@ -1,5 +1,7 @@
 #include "app/StatusPrinter.h"
 
+#include "client/log/FakeLogClock.h"
+
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -50,26 +52,41 @@ protected:
 
 TEST_F(StatusPrinterTest, PrintsChangesAndTablesInTheOrderOfTheRequests)
 {
-    ClientStatus status;
-    status.uuid = "the-uuid";
     std::promise<void> taken;
     {
         StatusPrinter printer(ends[1], [&] {
             taken.set_value();
-            return status;
+            return "the table\nof two lines\n";
         });
         printer.LinkChanged(Link(LinkPhase::Connecting));
         printer.ShowTable();
         taken.get_future().wait();
         printer.LinkChanged(Link(LinkPhase::LoggingIn));
     }
-    EXPECT_EQ(Printed(), Describe(Link(LinkPhase::Connecting)) + "\n" + FormatStatus(status) +
+    EXPECT_EQ(Printed(), Describe(Link(LinkPhase::Connecting)) + "\n" + "the table\nof two lines\n" +
                              Describe(Link(LinkPhase::LoggingIn)) + "\n");
+}
+
+TEST_F(StatusPrinterTest, PrintsAFailureOnceHoweverOftenItRepeats)
+{
+    LinkState failed = Link(LinkPhase::Failed);
+    failed.cause = "Connection refused";
+    FakeLogClock clock;
+    {
+        StatusPrinter printer(ends[1], [] { return "table\n"; }, clock.Clock());
+        for (failed.failures = 1; failed.failures <= 301; ++failed.failures) {
+            printer.LinkChanged(failed);
+            clock.Advance(std::chrono::seconds(2));
+        }
+    }
+    EXPECT_EQ(Printed(), "10.0.0.1 -> 10.0.0.9 failed: Connection refused\n"
+                         "10.0.0.1 -> 10.0.0.9 failed: Connection refused; 300 tries failed since 14:03:22, 301 since "
+                         "2026-03-01 14:03:22\n");
 }
 
 TEST_F(StatusPrinterTest, EndsAlthoughNobodyReads)
 {
-    auto printer = std::make_unique<StatusPrinter>(ends[1], [] { return ClientStatus(); });
+    auto printer = std::make_unique<StatusPrinter>(ends[1], [] { return "table\n"; });
     for (int i = 0; i < 20000; ++i) {  // more than a pipe holds
         printer->LinkChanged(Link(LinkPhase::Connecting));
     }
@@ -82,7 +99,7 @@ TEST_F(StatusPrinterTest, TakesNoTableOnceItEnds)
     std::atomic<int> tables{0};
     auto printer = std::make_unique<StatusPrinter>(ends[1], [&tables] {
         ++tables;
-        return ClientStatus();
+        return "table\n";
     });
     for (int i = 0; i < 20000; ++i) {  // more than a pipe holds: the printer is stuck in front of the table
         printer->LinkChanged(Link(LinkPhase::Connecting));
@@ -98,7 +115,7 @@ TEST_F(StatusPrinterTest, SurvivesAReaderThatHangsUp)
     std::promise<void> taken;
     StatusPrinter printer(ends[1], [&taken] {
         taken.set_value();
-        return ClientStatus();
+        return "table\n";
     });
     printer.LinkChanged(Link(LinkPhase::Connecting));
     printer.ShowTable();

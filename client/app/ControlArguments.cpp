@@ -1,0 +1,67 @@
+#include "app/ControlArguments.h"
+
+#include "control/ControlClient.h"
+#include "control/ControlOptions.h"
+
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
+#include <chrono>
+#include <iostream>
+
+namespace zef {
+
+namespace {
+
+using Json = nlohmann::json;
+
+void PrintError(const ControlError &error, bool asJson)
+{
+    if (!asJson) {
+        std::cerr << "zef_client: " << error.what() << '\n';
+        return;
+    }
+    const nlohmann::ordered_json object = {
+        {"schema_version", kOutputSchemaVersion},
+        {"error",
+         {{"code", ToStatus(error.GetCode())}, {"name", Explain(error.GetCode()).name}, {"message", error.what()}}}};
+    std::cout << object.dump(2, ' ', false, Json::error_handler_t::replace) << '\n';
+}
+
+}  // namespace
+
+void ControlArguments::AddTo(CLI::App &command, const std::vector<std::string> &formats)
+{
+    socket = kControlSocket;
+    output = formats.front();
+    command.add_option("--socket", socket, "Control socket of the client")->capture_default_str();
+    command.add_option("--timeout", timeoutSeconds, "Seconds to wait for the client")
+        ->check(CLI::Range(1, 3600))
+        ->capture_default_str();
+    command.add_option("--output", output, "How to print the result")
+        ->check(CLI::IsMember(formats))
+        ->capture_default_str();
+}
+
+Json ControlArguments::Ask(Json request) const
+{
+    ControlClient client(socket, std::chrono::seconds(timeoutSeconds));
+    return client.Ask(request);
+}
+
+ExitCode ControlArguments::Carry(const std::function<ExitCode()> &work) const
+{
+    try {
+        return work();
+    } catch (const ControlError &error) {
+        PrintError(error, IsJson());
+        return error.GetCode();
+    }
+}
+
+ReportFormat ControlArguments::Format() const
+{
+    return ReportFormatByName(output).value_or(ReportFormat::Table);
+}
+
+}  // namespace zef

@@ -1,0 +1,138 @@
+#include "app/Commands.h"
+
+#include "app/LogArguments.h"
+#include "check/ConfigBytes.h"
+#include "check/KeysAtHand.h"
+#include "keys/KeyCommands.h"
+
+#include <zef_config/ConfigMgr.h>
+
+#include <CLI/CLI.hpp>
+
+#include <functional>
+#include <iostream>
+#include <memory>
+#include <string>
+
+#include <unistd.h>
+
+namespace zef {
+
+namespace {
+
+struct KeyArguments {
+    LogArguments log;
+    std::string configFile = kConfigFile;
+    bool force = false;
+    bool compare = false;
+    bool root = false;
+    bool master = false;
+};
+using Work = int (*)(const KeyArguments &arguments);
+
+// The returned command takes further options.
+CLI::App *Add(CLI::App &app, Action &action, const std::shared_ptr<KeyArguments> &arguments, const char *name,
+              const char *description, Work work)
+{
+    CLI::App *const command = app.add_subcommand(name, description);
+    arguments->log.AddTo(*command);
+    command->callback([arguments, work, &action] {
+        action = [arguments, work] {
+            arguments->log.Apply();
+            return static_cast<ExitCode>(work(*arguments));
+        };
+    });
+    return command;
+}
+
+void AddKeysInit(CLI::App &keys, Action &action)
+{
+    const auto arguments = std::make_shared<KeyArguments>();
+    Add(keys, action, arguments, "init", "Make the two key files",
+        [](const KeyArguments &given) {
+            return KeysInit(kPrimaryKeyFile, kStandbyKeyFile, given.force, std::cout, std::cerr);
+        })
+        ->add_flag("--force", arguments->force, "Replace keys that are there: passwords encrypted with them are lost");
+}
+
+void AddKeysVerify(CLI::App &keys, Action &action)
+{
+    Add(keys, action, std::make_shared<KeyArguments>(), "verify", "Say what is in the key files; changes nothing",
+        [](const KeyArguments &) {
+            const KeyPaths paths = KeysAtHand();
+            return KeysVerify(paths.primary, paths.standby, std::cout, std::cerr);
+        });
+}
+
+KeysToRotate WhichKeys(const KeyArguments &arguments)
+{
+    if (arguments.root == arguments.master) {
+        return KeysToRotate::Both;
+    }
+    return arguments.root ? KeysToRotate::Root : KeysToRotate::Master;
+}
+
+void AddKeysRotate(CLI::App &keys, Action &action)
+{
+    const auto arguments = std::make_shared<KeyArguments>();
+    CLI::App *const rotate =
+        Add(keys, action, arguments, "rotate", "Renew the keys; every encrypted password stays good",
+            [](const KeyArguments &given) {
+                return KeysRotate(kPrimaryKeyFile, kStandbyKeyFile, WhichKeys(given), std::cout, std::cerr);
+            });
+    rotate->add_flag("--root", arguments->root, "Only the root key, which the others are encrypted with");
+    rotate->add_flag("--master", arguments->master, "Only the master key, which passwords are encrypted with");
+}
+
+void AddPasswordEncrypt(CLI::App &password, Action &action)
+{
+    Add(password, action, std::make_shared<KeyArguments>(), "encrypt",
+        "Encrypt a password, typed without echo or from standard input, for the configuration file",
+        [](const KeyArguments &) {
+            const KeyPaths paths = KeysAtHand();
+            return PasswordEncrypt(paths.primary, paths.standby, STDIN_FILENO, std::cout, std::cerr);
+        });
+}
+
+int VerifyPassword(const KeyArguments &arguments)
+{
+    const std::string &path = arguments.configFile;
+    ConfigMgr manager;
+    if (!WhyFileIsUnreadable(path).empty() || manager.ReadConfig(path) != 0) {
+        std::cerr << "Error: " << path << " cannot be read\n";
+        return ToStatus(ExitCode::ConfigInvalid);
+    }
+    const std::string sealed = manager.GetConfig().Get("Config").Get("StorageObject").Get("Password").GetString();
+    if (sealed.empty()) {
+        std::cerr << "Error: there is no password in " << path << '\n';
+        return ToStatus(ExitCode::ConfigInvalid);
+    }
+    const KeyPaths paths = KeysAtHand();
+    return PasswordVerify(paths.primary, paths.standby, sealed, arguments.compare, STDIN_FILENO, std::cout, std::cerr);
+}
+
+void AddPasswordVerify(CLI::App &password, Action &action)
+{
+    const auto arguments = std::make_shared<KeyArguments>();
+    CLI::App *const verify = Add(password, action, arguments, "verify",
+                                 "Say whether the keys open the password of a configuration file", VerifyPassword);
+    verify->add_option("FILE", arguments->configFile, "Configuration file")->capture_default_str();
+    verify->add_flag("--compare", arguments->compare, "Read a password, and say whether it is the same");
+}
+
+}  // namespace
+
+void AddKeyCommands(CLI::App &app, Action &action)
+{
+    CLI::App *const keys = app.add_subcommand("keys", "The keys that passwords are encrypted with");
+    keys->require_subcommand(1);
+    AddKeysInit(*keys, action);
+    AddKeysVerify(*keys, action);
+    AddKeysRotate(*keys, action);
+    CLI::App *const password = app.add_subcommand("password", "The array's password");
+    password->require_subcommand(1);
+    AddPasswordEncrypt(*password, action);
+    AddPasswordVerify(*password, action);
+}
+
+}  // namespace zef

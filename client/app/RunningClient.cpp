@@ -1,0 +1,172 @@
+#include "app/RunningClient.h"
+
+#include "TaskPause.h"
+#include "check/ConfigBytes.h"
+#include "check/ConfigCheck.h"
+#include "check/KeysAtHand.h"
+#include "common/QuietThread.h"
+#include "control/ControlError.h"
+#include "gateway/IpGateway.h"
+#include "iputil/IpUtilSettings.h"
+#include "log/Log.h"
+#include "management/ClientStatus.h"
+#include "management/ConfigReload.h"
+#include "management/StatusReport.h"
+#include "management/StorageChanges.h"
+
+#include <zef_config/ZefConfig.h>
+
+#include <fmt/format.h>
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <vector>
+
+#include <unistd.h>
+
+namespace zef {
+
+namespace {
+
+constexpr const char *kComponent = "client";
+
+GatewayOptions WithWantedPairs(GatewayOptions options)
+{
+    options.isWanted = IsWantedPair;
+    return options;
+}
+
+std::string StatusText()
+{
+    const TaskPause pause;
+    return Render(MakeStatusReport(TakeClientStatus()), ReportFormat::Table, false);
+}
+
+std::string LinksUpText()
+{
+    const std::vector<LinkState> links = IpGateway::Instance().Links();
+    const auto up = std::count_if(links.begin(), links.end(),
+                                  [](const LinkState &link) { return link.phase == LinkPhase::Up; });
+    return fmt::format("{} of {} links are up", up, links.size());
+}
+
+// The check judges the file as the library did, and in words of its own.
+ExitCode Refuse(const char *step)
+{
+    const CheckResult result = CheckConfig(kConfigFile, KeysAtHand());
+    if (!result.RefusesStart()) {
+        LogError(kComponent, "the client does not {}; the messages above say why", step);
+        return ExitCode::Failed;
+    }
+    LogError(kComponent, "the client does not {}; zef_client check says why:", step);
+    for (const Finding &finding : result.findings) {
+        if (finding.refusesStart) {
+            LogError(kComponent, "{}: {}", PlaceOf(finding), finding.text);
+        }
+    }
+    return result.CodeOfErrors();
+}
+
+}  // namespace
+
+RunningClient::RunningClient(const RunOptions &options, ServiceManager &serviceManager)
+    : manager(serviceManager),
+      management(kConfigFile, [this] { NotifyChange(); }),
+      printer(std::make_unique<StatusPrinter>(STDOUT_FILENO, StatusText))
+{
+    if (options.controlPath != kNoControlSocket) {
+        ControlOptions controlOptions;
+        controlOptions.path = options.controlPath;
+        control = std::make_unique<ControlServer>(controlOptions,
+                                                  [this](const nlohmann::json &request, auto deadline) {
+                                                      return management.Handle(request, deadline);
+                                                  });
+        notified = control.get();
+    }
+    IpUtilSettings::Instance().Configure({options.gateway.arrayPort, options.probeDeadline, IsWantedAddress});
+    IpGateway::Instance().Start(WithWantedPairs(options.gateway),
+                                [this](const LinkState &state) { LinkChanged(state); });
+}
+
+RunningClient::~RunningClient()
+{
+    IpUtilSettings::Instance().StopProbing();
+    IpGateway::Instance().Close();
+    if (control != nullptr) {
+        control->Stop();
+    }
+    if (reloader.joinable()) {
+        reloader.join();
+    }
+    printer.reset();
+    const TaskPause pause;
+    ZefConfigFinish();
+}
+
+// Under a pause: requests wait until there is something to answer with, and the library's first tasks until it has
+// started as a whole.
+ExitCode RunningClient::Start()
+{
+    const TaskPause pause;
+    if (const std::string problem = WhyFileIsUnreadable(kConfigFile); !problem.empty()) {
+        LogError(kComponent, "the client does not initialise: {}", problem);
+        return ExitCode::ConfigInvalid;
+    }
+    if (ZefConfigInit() != 0) {
+        return Refuse("initialise");
+    }
+    if (ZefConfigStart() != 0) {
+        return Refuse("start");
+    }
+    manager.Ready(LinksUpText());
+    return ExitCode::Done;
+}
+
+void RunningClient::ShowTable()
+{
+    printer->ShowTable();
+}
+
+void RunningClient::Reload()
+{
+    if (isReloading.exchange(true)) {
+        LogWarn(kComponent, "the configuration file is being applied already; ask again when that is done");
+        return;
+    }
+    if (reloader.joinable()) {
+        reloader.join();  // has ended but for its last instruction
+    }
+    manager.Reloading();
+    reloader = StartQuietThread([this] { ApplyFile(); });
+}
+
+void RunningClient::ApplyFile()
+{
+    try {
+        const TaskPause pause;
+        for (const std::string &sentence : ApplyConfigFile(kConfigFile)) {
+            LogInfo(kComponent, "configuration file: {}", sentence);
+        }
+    } catch (const ControlError &error) {
+        LogError(kComponent, "{}", error.what());
+    }
+    NotifyChange();
+    manager.Ready(LinksUpText());
+    isReloading = false;
+}
+
+void RunningClient::LinkChanged(const LinkState &state)
+{
+    printer->LinkChanged(state);
+    NotifyChange();
+    manager.Status(LinksUpText());
+}
+
+void RunningClient::NotifyChange()
+{
+    if (ControlServer *const server = notified) {
+        server->NotifyChange();
+    }
+}
+
+}  // namespace zef
