@@ -28,7 +28,7 @@ std::string RenderJson(const Report &report)
     OrderedJson whole = {{"schema_version", kOutputSchemaVersion}};
     for (const Section &section : report) {
         OrderedJson rows =
-            OrderedJson::parse(RenderSection(section, OutputFormat::Json, false)).at(section.name);
+            OrderedJson::parse(RenderSection(section, ReportFormat::Json, false)).at(section.name);
         std::for_each(rows.begin(), rows.end(), RemoveEmptyEntries);
         whole[section.name] = section.isRecord ? rows.at(0) : rows;
     }
@@ -48,10 +48,10 @@ std::string WithoutTrailingBlanks(const std::string &text)
     return result;
 }
 
-std::string RenderText(const Section &section, OutputFormat format, bool isTerminal)
+std::string RenderText(const Section &section, ReportFormat format, bool isTerminal)
 {
     const bool isEmpty = section.rows.empty();
-    if (isEmpty && format == OutputFormat::Table) {
+    if (isEmpty && format == ReportFormat::Table) {
         return std::string(section.whenEmpty) + "\n";
     }
     return WithoutTrailingBlanks(RenderSection(section, format, isTerminal));
@@ -59,20 +59,20 @@ std::string RenderText(const Section &section, OutputFormat format, bool isTermi
 
 }  // namespace
 
-std::optional<OutputFormat> OutputFormatByName(std::string_view name)
+std::optional<ReportFormat> ReportFormatByName(std::string_view name)
 {
     if (name == "table") {
-        return OutputFormat::Table;
+        return ReportFormat::Table;
     }
     if (name == "json") {
-        return OutputFormat::Json;
+        return ReportFormat::Json;
     }
-    return name == "raw" ? std::optional(OutputFormat::Raw) : std::nullopt;
+    return name == "raw" ? std::optional(ReportFormat::Raw) : std::nullopt;
 }
 
-std::string Render(const Report &report, OutputFormat format, bool isTerminal)
+std::string Render(const Report &report, ReportFormat format, bool isTerminal)
 {
-    if (format == OutputFormat::Json) {
+    if (format == ReportFormat::Json) {
         return RenderJson(report);
     }
     std::string text;

@@ -13,14 +13,14 @@ namespace zef {
 // new members do not change it.
 constexpr int kOutputSchemaVersion = 1;
 
-enum class OutputFormat {
+enum class ReportFormat {
     Table,  // aligned columns
     Json,   // one object
     Raw,    // one line a row, columns separated by one space, white space and control characters in them escaped
 };
 
 // "table", "json" or "raw".
-std::optional<OutputFormat> OutputFormatByName(std::string_view name);
+std::optional<ReportFormat> ReportFormatByName(std::string_view name);
 
 enum class ColumnKind {
     Text,
@@ -49,7 +49,7 @@ using Report = std::vector<Section>;
 
 // The whole report, ended by a line feed. `isTerminal`: long cells are wrapped to the width of standard output.
 // Control characters in cells are shown escaped. Throws std::bad_alloc.
-std::string Render(const Report &report, OutputFormat format, bool isTerminal);
+std::string Render(const Report &report, ReportFormat format, bool isTerminal);
 
 }  // namespace zef
 

@@ -28,13 +28,13 @@ void Require(bool done)
     }
 }
 
-Table MakeTable(const Section &section, OutputFormat format, bool isTerminal)
+Table MakeTable(const Section &section, ReportFormat format, bool isTerminal)
 {
     Table table(scols_new_table());
     Require(table != nullptr);
     Require(scols_table_set_name(table.get(), section.name) == 0);
-    scols_table_enable_json(table.get(), format == OutputFormat::Json);
-    scols_table_enable_raw(table.get(), format == OutputFormat::Raw);
+    scols_table_enable_json(table.get(), format == ReportFormat::Json);
+    scols_table_enable_raw(table.get(), format == ReportFormat::Raw);
     scols_table_set_termforce(table.get(), isTerminal ? SCOLS_TERMFORCE_AUTO : SCOLS_TERMFORCE_NEVER);
     return table;
 }
@@ -56,19 +56,19 @@ void AddColumn(libscols_table &table, const Column &description, bool isLast)
     }
 }
 
-void AddRow(libscols_table &table, const Row &row, OutputFormat format)
+void AddRow(libscols_table &table, const Row &row, ReportFormat format)
 {
     libscols_line *const line = scols_table_new_line(&table, nullptr);
     Require(line != nullptr);
     for (size_t i = 0; i < row.size(); ++i) {
-        const char *const empty = format == OutputFormat::Json ? nullptr : "-";
+        const char *const empty = format == ReportFormat::Json ? nullptr : "-";
         Require(scols_line_set_data(line, i, row[i] ? row[i]->c_str() : empty) == 0);
     }
 }
 
 }  // namespace
 
-std::string RenderSection(const Section &section, OutputFormat format, bool isTerminal)
+std::string RenderSection(const Section &section, ReportFormat format, bool isTerminal)
 {
     const Table table = MakeTable(section, format, isTerminal);
     for (const Column &column : section.columns) {

@@ -9,7 +9,7 @@
 namespace zef {
 
 // As Render, for one section. In JSON: an object with one member, the section's name, which is an array of rows.
-std::string RenderSection(const Section &section, OutputFormat format, bool isTerminal);
+std::string RenderSection(const Section &section, ReportFormat format, bool isTerminal);
 
 }  // namespace zef
 

@@ -25,7 +25,7 @@ Section Identity()
 TEST(ReportTest, AlignsColumnsForPeople)
 {
     EXPECT_EQ(Render({Links({{"10.0.0.1", "3", "a\nb", "refused"}, {"10.0.0.100", "12", "c", std::nullopt}})},
-                     OutputFormat::Table, false),
+                     ReportFormat::Table, false),
               "LOCAL      TRIES ADDRESSES CAUSE\n"
               "10.0.0.1       3 a         refused\n"
               "                 b\n"
@@ -34,13 +34,13 @@ TEST(ReportTest, AlignsColumnsForPeople)
 
 TEST(ReportTest, SeparatesSectionsByAnEmptyLine)
 {
-    EXPECT_EQ(Render({Identity(), Links({})}, OutputFormat::Table, false), "UUID PID\n0123  42\n\nNo links.\n");
+    EXPECT_EQ(Render({Identity(), Links({})}, ReportFormat::Table, false), "UUID PID\n0123  42\n\nNo links.\n");
 }
 
 TEST(ReportTest, PrintsOneLineARowForScripts)
 {
     EXPECT_EQ(Render({Links({{"10.0.0.1", "3", "a\nb", "no answer"}, {std::nullopt, "0", std::nullopt, ""}})},
-                     OutputFormat::Raw, false),
+                     ReportFormat::Raw, false),
               "LOCAL TRIES ADDRESSES CAUSE\n"
               "10.0.0.1 3 a\\x0ab no\\x20answer\n"
               "- 0 -\n");
@@ -50,7 +50,7 @@ TEST(ReportTest, PrintsOneObjectForPrograms)
 {
     const json report = json::parse(Render(
         {Identity(), Links({{"10.0.0.1", "3", "a\nb", "say \"no\"\n"}, {std::nullopt, "0", std::nullopt, "x"}})},
-        OutputFormat::Json, false));
+        ReportFormat::Json, false));
     EXPECT_EQ(report["schema_version"], 1);
     EXPECT_EQ(report["identity"], json({{"uuid", "0123"}, {"pid", 42}}));
     EXPECT_EQ(report["links"][0], json({{"local", "10.0.0.1"},
@@ -63,12 +63,12 @@ TEST(ReportTest, PrintsOneObjectForPrograms)
 
 TEST(ReportTest, PrintsAnEmptyListForPrograms)
 {
-    EXPECT_EQ(json::parse(Render({Links({})}, OutputFormat::Json, false))["links"], json::array());
+    EXPECT_EQ(json::parse(Render({Links({})}, ReportFormat::Json, false))["links"], json::array());
 }
 
 TEST(ReportTest, LetsNoCellForgeALineOrSteerATerminal)
 {
-    const std::string text = Render({Links({{"x", "1", "a", "up\n10.0.0.9 \x1b[2J"}})}, OutputFormat::Table, false);
+    const std::string text = Render({Links({{"x", "1", "a", "up\n10.0.0.9 \x1b[2J"}})}, ReportFormat::Table, false);
     EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 2);
     EXPECT_EQ(text.find('\x1b'), std::string::npos);
     EXPECT_NE(text.find("up\\x0a10.0.0.9 \\x1b[2J"), std::string::npos);
@@ -76,10 +76,10 @@ TEST(ReportTest, LetsNoCellForgeALineOrSteerATerminal)
 
 TEST(ReportTest, KnowsItsFormatsByName)
 {
-    EXPECT_EQ(OutputFormatByName("table"), OutputFormat::Table);
-    EXPECT_EQ(OutputFormatByName("json"), OutputFormat::Json);
-    EXPECT_EQ(OutputFormatByName("raw"), OutputFormat::Raw);
-    EXPECT_EQ(OutputFormatByName("xml"), std::nullopt);
+    EXPECT_EQ(ReportFormatByName("table"), ReportFormat::Table);
+    EXPECT_EQ(ReportFormatByName("json"), ReportFormat::Json);
+    EXPECT_EQ(ReportFormatByName("raw"), ReportFormat::Raw);
+    EXPECT_EQ(ReportFormatByName("xml"), std::nullopt);
 }
 
 }  // namespace
