@@ -22,6 +22,7 @@ namespace {
 
 struct KeyArguments {
     LogArguments log;
+    std::string keyFolder;  // "": the keys at hand
     std::string configFile = kConfigFile;
     bool force = false;
     bool compare = false;
@@ -30,11 +31,24 @@ struct KeyArguments {
 };
 using Work = int (*)(const KeyArguments &arguments);
 
+KeyPaths PathsOf(const KeyArguments &arguments)
+{
+    return arguments.keyFolder.empty() ? KeysAtHand() : KeysIn(arguments.keyFolder);
+}
+
+// For what writes: credentials that the service manager hands over are copies.
+KeyPaths WritablePathsOf(const KeyArguments &arguments)
+{
+    return arguments.keyFolder.empty() ? KeyPaths() : KeysIn(arguments.keyFolder);
+}
+
 // The returned command takes further options.
 CLI::App *Add(CLI::App &app, Action &action, const std::shared_ptr<KeyArguments> &arguments, const char *name,
               const char *description, Work work)
 {
     CLI::App *const command = app.add_subcommand(name, description);
+    command->add_option("--keys", arguments->keyFolder,
+                        "Folder of the key files wox_pri.dat and wox_std.dat [default: the client's]");
     arguments->log.AddTo(*command);
     command->callback([arguments, work, &action] {
         action = [arguments, work] {
@@ -50,7 +64,8 @@ void AddKeysInit(CLI::App &keys, Action &action)
     const auto arguments = std::make_shared<KeyArguments>();
     Add(keys, action, arguments, "init", "Make the two key files",
         [](const KeyArguments &given) {
-            return KeysInit(kPrimaryKeyFile, kStandbyKeyFile, given.force, std::cout, std::cerr);
+            const KeyPaths paths = WritablePathsOf(given);
+            return KeysInit(paths.primary, paths.standby, given.force, std::cout, std::cerr);
         })
         ->add_flag("--force", arguments->force, "Replace keys that are there: passwords encrypted with them are lost");
 }
@@ -58,8 +73,8 @@ void AddKeysInit(CLI::App &keys, Action &action)
 void AddKeysVerify(CLI::App &keys, Action &action)
 {
     Add(keys, action, std::make_shared<KeyArguments>(), "verify", "Say what is in the key files; changes nothing",
-        [](const KeyArguments &) {
-            const KeyPaths paths = KeysAtHand();
+        [](const KeyArguments &given) {
+            const KeyPaths paths = PathsOf(given);
             return KeysVerify(paths.primary, paths.standby, std::cout, std::cerr);
         });
 }
@@ -78,7 +93,8 @@ void AddKeysRotate(CLI::App &keys, Action &action)
     CLI::App *const rotate =
         Add(keys, action, arguments, "rotate", "Renew the keys; every encrypted password stays good",
             [](const KeyArguments &given) {
-                return KeysRotate(kPrimaryKeyFile, kStandbyKeyFile, WhichKeys(given), std::cout, std::cerr);
+                const KeyPaths paths = WritablePathsOf(given);
+                return KeysRotate(paths.primary, paths.standby, WhichKeys(given), std::cout, std::cerr);
             });
     rotate->add_flag("--root", arguments->root, "Only the root key, which the others are encrypted with");
     rotate->add_flag("--master", arguments->master, "Only the master key, which passwords are encrypted with");
@@ -88,8 +104,8 @@ void AddPasswordEncrypt(CLI::App &password, Action &action)
 {
     Add(password, action, std::make_shared<KeyArguments>(), "encrypt",
         "Encrypt a password, typed without echo or from standard input, for the configuration file",
-        [](const KeyArguments &) {
-            const KeyPaths paths = KeysAtHand();
+        [](const KeyArguments &given) {
+            const KeyPaths paths = PathsOf(given);
             return PasswordEncrypt(paths.primary, paths.standby, STDIN_FILENO, std::cout, std::cerr);
         });
 }
@@ -107,7 +123,7 @@ int VerifyPassword(const KeyArguments &arguments)
         std::cerr << "Error: there is no password in " << path << '\n';
         return ToStatus(ExitCode::ConfigInvalid);
     }
-    const KeyPaths paths = KeysAtHand();
+    const KeyPaths paths = PathsOf(arguments);
     return PasswordVerify(paths.primary, paths.standby, sealed, arguments.compare, STDIN_FILENO, std::cout, std::cerr);
 }
 

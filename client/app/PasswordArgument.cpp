@@ -28,7 +28,7 @@ std::string PasswordArgument::Sealed() const
     }
     try {
         const KeyPaths paths = KeysAtHand();
-        const KeyStore::Loaded loaded = KeyStore(paths.primary, paths.standby).Look(kPasswordDomain);
+        const KeyStore::Loaded loaded = KeyStore(paths.primary, paths.standby).LookAtGiven(kPasswordDomain);
         return loaded.ring->Seal(PasswordInput(STDIN_FILENO, std::cerr).Read());
     } catch (const KeyError &error) {
         throw ControlError(ExitCode::Credential, error.what());

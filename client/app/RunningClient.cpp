@@ -2,8 +2,8 @@
 
 #include "TaskPause.h"
 #include "check/ConfigBytes.h"
-#include "check/ConfigCheck.h"
 #include "check/KeysAtHand.h"
+#include "check/StartRefusal.h"
 #include "common/QuietThread.h"
 #include "control/ControlError.h"
 #include "gateway/IpGateway.h"
@@ -50,21 +50,11 @@ std::string LinksUpText()
     return fmt::format("{} of {} links are up", up, links.size());
 }
 
-// The check judges the file as the library did, and in words of its own.
 ExitCode Refuse(const char *step)
 {
-    const CheckResult result = CheckConfig(kConfigFile, KeysAtHand());
-    if (!result.RefusesStart()) {
-        LogError(kComponent, "the client does not {}; the messages above say why", step);
-        return ExitCode::Failed;
-    }
-    LogError(kComponent, "the client does not {}; zef_client check says why:", step);
-    for (const Finding &finding : result.findings) {
-        if (finding.refusesStart) {
-            LogError(kComponent, "{}: {}", PlaceOf(finding), finding.text);
-        }
-    }
-    return result.CodeOfErrors();
+    const StartRefusal refusal = WhyStartIsRefused(kConfigFile, KeysAtHand());
+    LogError(kComponent, "the client does not {}: {}", step, refusal.text);
+    return refusal.code;
 }
 
 }  // namespace

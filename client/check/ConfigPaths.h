@@ -15,6 +15,7 @@ constexpr const char *kConfigFile = "/opt/quenlar/vextramo/conf/zef_config.xml";
 struct KeyPaths {
     std::string primary = kPrimaryKeyFile;
     std::string standby = kStandbyKeyFile;
+    bool oneSuffices = false;  // the other may be missing without anything being wrong
 };
 
 }  // namespace zef

@@ -29,7 +29,9 @@ Finding OfKeys(const std::string &path, Severity severity, const std::string &id
 std::shared_ptr<const KeyRing> LookAtKeys(const KeyPaths &paths, FindingList &findings)
 {
     try {
-        const KeyStore::Loaded loaded = KeyStore(paths.primary, paths.standby).Look(kPasswordDomain);
+        const KeyStore store(paths.primary, paths.standby);
+        const KeyStore::Loaded loaded =
+            paths.oneSuffices ? store.LookAtGiven(kPasswordDomain) : store.Look(kPasswordDomain);
         for (const std::string &warning : loaded.warnings) {
             findings.Add(OfKeys(paths.primary, Severity::Warning, "keys-damaged", warning));
         }

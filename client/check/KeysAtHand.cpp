@@ -7,7 +7,17 @@ namespace zef {
 KeyPaths KeysAtHand()
 {
     const std::string directory = FindCredentialDirectory();
-    return directory.empty() ? KeyPaths{} : KeyPaths{directory + "/wox_pri.dat", directory + "/wox_std.dat"};
+    if (directory.empty()) {
+        return {};
+    }
+    KeyPaths paths = KeysIn(directory);
+    paths.oneSuffices = true;
+    return paths;
+}
+
+KeyPaths KeysIn(const std::string &folder)
+{
+    return {folder + "/wox_pri.dat", folder + "/wox_std.dat", false};
 }
 
 }  // namespace zef

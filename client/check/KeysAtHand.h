@@ -4,10 +4,15 @@
 
 #include "check/ConfigPaths.h"
 
+#include <string>
+
 namespace zef {
 
 // Those that the service manager has put into this process's credential directory, else those of the service.
 KeyPaths KeysAtHand();
+
+// Those in this folder.
+KeyPaths KeysIn(const std::string &folder);
 
 }  // namespace zef
 

@@ -11,6 +11,7 @@ namespace zef {
 namespace {
 
 constexpr const char *kComponent = "keys";
+constexpr const char *kFailure = "password";  // all failures to decrypt are of one kind
 // For another process that is writing; it needs milliseconds.
 constexpr std::chrono::seconds kLoadPatience(10);
 // Short, since stopping waits for it; the next check comes by itself.
@@ -103,20 +104,35 @@ std::string KeyManager::Decrypt(uint32_t domain, const std::string &cipherText)
 {
     const std::shared_ptr<const KeyRing> current = Ring();
     if (current == nullptr) {
-        LogError(kComponent, "a password cannot be decrypted: no keys are loaded");
-        return "";
+        return ReportFailure("no keys are loaded");
     }
     try {
-        try {
-            return current->Open(domain, cipherText);
-        } catch (const UnknownKeyError &) {
-            const std::shared_ptr<const KeyRing> newer = NewerRing(current);
-            return (newer != nullptr ? newer : current)->Open(domain, cipherText);
-        }
+        std::string password = Open(current, domain, cipherText);
+        (void)failures.Recovered(kFailure);  // told by the login that succeeds with it
+        return password;
     } catch (const std::exception &error) {
-        LogError(kComponent, "a password cannot be decrypted: {}", error.what());
-        return "";
+        return ReportFailure(error.what());
     }
+}
+
+std::string KeyManager::Open(const std::shared_ptr<const KeyRing> &current, uint32_t domain,
+                             const std::string &cipherText)
+{
+    try {
+        return current->Open(domain, cipherText);
+    } catch (const UnknownKeyError &) {
+        const std::shared_ptr<const KeyRing> newer = NewerRing(current);
+        return (newer != nullptr ? newer : current)->Open(domain, cipherText);
+    }
+}
+
+// A login is tried again every 2 seconds, and asks each time.
+std::string KeyManager::ReportFailure(const std::string &cause)
+{
+    if (failures.Failed(kFailure, cause)) {
+        LogError(kComponent, "a password cannot be decrypted: {}", cause);
+    }
+    return "";
 }
 
 // Callers that miss a key at the same time wait here for the one that looks.

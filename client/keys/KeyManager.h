@@ -6,6 +6,7 @@
 #include "keys/KeyRing.h"
 #include "keys/KeyStore.h"
 #include "keys/PeriodicKeyUpdate.h"
+#include "log/FailureLog.h"
 
 #include <memory>
 #include <mutex>
@@ -66,6 +67,8 @@ private:
     void Load(uint32_t domain, const std::string &primaryPath, const std::string &standbyPath);
     void LoadCredentials(uint32_t domain);
     void Hold(uint32_t domain, std::shared_ptr<const Source> newSource, KeyStore::Loaded loaded);
+    std::string Open(const std::shared_ptr<const KeyRing> &current, uint32_t domain, const std::string &cipherText);
+    std::string ReportFailure(const std::string &cause);
     std::shared_ptr<const KeyRing> NewerRing(const std::shared_ptr<const KeyRing> &known);
     bool MayLook();
     void TakeOver(const Source &from, uint32_t domain);
@@ -90,6 +93,8 @@ private:
 
     std::mutex lookMutex;             // taken before ringMutex
     std::optional<int64_t> lastLook;  // guarded by lookMutex
+
+    FailureLog failures;  // of decrypting
 
     PeriodicKeyUpdate periodicUpdate;  // the last member: its thread ends before anything that it uses
 };
