@@ -72,15 +72,16 @@ SegmentFile::~SegmentFile()
 
 SegmentFile SegmentFile::OpenOrCreate(const std::string &name, std::string &error)
 {
-    return Checked(SegmentFile(name, OpenOrCreateDescriptor(name)), error);
+    return Checked(SegmentFile(name, OpenOrCreateDescriptor(name)), false, error);
 }
 
 SegmentFile SegmentFile::OpenReadOnly(const std::string &name, std::string &error)
 {
-    return Checked(SegmentFile(name, shm_open(name.c_str(), O_RDONLY, 0)), error);
+    return Checked(SegmentFile(name, shm_open(name.c_str(), O_RDONLY, 0)), true, error);
 }
 
-SegmentFile SegmentFile::Checked(SegmentFile file, std::string &error)
+// Root may read what a service publishes under a user of its own, and would write to nobody's segment but its own.
+SegmentFile SegmentFile::Checked(SegmentFile file, bool onlyToRead, std::string &error)
 {
     if (!file.IsOpen()) {
         error = OpenError(file.name);
@@ -88,7 +89,8 @@ SegmentFile SegmentFile::Checked(SegmentFile file, std::string &error)
     }
     struct stat status = {};
     const bool known = fstat(file.descriptor, &status) == 0;
-    const std::string reason = known ? WhyRefused(status, geteuid()) : std::strerror(errno);
+    const uid_t owner = onlyToRead && geteuid() == 0 ? status.st_uid : geteuid();
+    const std::string reason = known ? WhyRefused(status, owner) : std::strerror(errno);
     if (reason.empty()) {
         return file;
     }

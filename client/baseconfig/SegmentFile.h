@@ -42,7 +42,7 @@ private:
     SegmentFile(std::string segmentName, int openDescriptor);
 
     // Closes a file that is refused.
-    static SegmentFile Checked(SegmentFile file, std::string &error);
+    static SegmentFile Checked(SegmentFile file, bool onlyToRead, std::string &error);
 
     std::string name;
     int descriptor;

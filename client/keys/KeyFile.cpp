@@ -79,14 +79,42 @@ KeyFile::Contents NotOpened(const std::string &path, int error)
     return contents;
 }
 
+void Require(bool succeeded)
+{
+    if (!succeeded) {
+        throw std::system_error(errno, std::generic_category());
+    }
+}
+
+uid_t OwnerOf(int descriptor)
+{
+    struct stat status = {};
+    return fstat(descriptor, &status) == 0 ? status.st_uid : geteuid();
+}
+
+// Root works for the user whose directory it is: the one that the service runs as.
+bool IsTrustedOwner(uid_t owner, uid_t directoryOwner)
+{
+    return owner == geteuid() || owner == 0 || (geteuid() == 0 && owner == directoryOwner);
+}
+
+// What root makes would otherwise be out of that user's reach. Throws std::system_error.
+void GiveToOwnerOf(int directory, int descriptor)
+{
+    const uid_t owner = OwnerOf(directory);
+    if (geteuid() == 0 && owner != OwnerOf(descriptor)) {
+        Require(fchown(descriptor, owner, static_cast<gid_t>(-1)) == 0);
+    }
+}
+
 // Empty when the file is one that this program may use.
-std::string DefectOf(const std::string &path, const struct stat &status)
+std::string DefectOf(const std::string &path, const struct stat &status, uid_t directoryOwner)
 {
     const mode_t mode = status.st_mode & kPermissionBits;
     if (!S_ISREG(status.st_mode)) {
         return path + " is not a regular file";
     }
-    if (status.st_uid != geteuid() && status.st_uid != 0) {
+    if (!IsTrustedOwner(status.st_uid, directoryOwner)) {
         return fmt::format("{} belongs to the user with id {}, not to the one who runs this program", path,
                            status.st_uid);
     }
@@ -128,13 +156,6 @@ void WriteWhole(int descriptor, const SecretBuffer &bytes)
     }
 }
 
-void Require(bool succeeded)
-{
-    if (!succeeded) {
-        throw std::system_error(errno, std::generic_category());
-    }
-}
-
 // Leaves a whole file under the temporary name, or throws std::system_error.
 void WriteTemporary(int directory, const std::string &name, const SecretBuffer &bytes)
 {
@@ -142,6 +163,7 @@ void WriteTemporary(int directory, const std::string &name, const SecretBuffer &
         openat(directory, name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, kFileMode));
     Require(static_cast<bool>(file));
     Require(fchmod(file.Get(), kFileMode) == 0);  // whatever the umask has taken away
+    GiveToOwnerOf(directory, file.Get());
     WriteWhole(file.Get(), bytes);
     Require(fsync(file.Get()) == 0);
 }
@@ -163,7 +185,7 @@ KeyFile::Contents KeyFile::Read(uint32_t domain) const
     if (!file || fstat(file.Get(), &status) != 0) {
         return NotOpened(path, errno);
     }
-    const std::string defect = DefectOf(path, status);
+    const std::string defect = DefectOf(path, status, OwnerOf(parent.Get()));
     if (!defect.empty()) {
         return Unusable(State::Refused, defect);
     }
@@ -208,10 +230,23 @@ void KeyFile::RemoveLeftover() const
 
 void KeyFile::CreateDirectory() const
 {
-    if (mkdir(directory.c_str(), kDirectoryMode) != 0 && errno != EEXIST) {
+    if (mkdir(directory.c_str(), kDirectoryMode) != 0) {
         const int cause = errno;
-        ThrowNotChanged(
-            fmt::format("the directory {} of the key files cannot be created: {}", directory, ErrorText(cause)), cause);
+        if (cause != EEXIST) {
+            ThrowNotChanged(
+                fmt::format("the directory {} of the key files cannot be created: {}", directory, ErrorText(cause)),
+                cause);
+        }
+        return;
+    }
+    const FileDescriptor parent(open(DirectoryOf(directory).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    const FileDescriptor made(open(directory.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    try {
+        Require(parent && made);
+        GiveToOwnerOf(parent.Get(), made.Get());
+    } catch (const std::system_error &error) {
+        throw KeyError(fmt::format("the directory {} of the key files cannot be given to the owner of the one above: {}",
+                                   directory, ErrorText(error.code().value())));
     }
 }
 

@@ -32,10 +32,11 @@ public:
 
     explicit KeyFile(std::string path);
 
-    // Accepts a regular file that belongs to the effective user or to root and grants nothing to anybody else; does not
-    // follow a symbolic link. Throws what OpenKeyDirectory does.
+    // Accepts a regular file that belongs to the effective user or to root and grants nothing to anybody else; when this
+    // program runs as root, also one of the directory's owner. Does not follow a symbolic link. Throws what OpenKeyDirectory does.
     Contents Read(uint32_t domain) const;
 
+    // Run by root, gives the file to the directory's owner, which is the user that the service runs as.
     // Replaces the file so that after a crash at any moment it holds either the old bytes or the new ones; on return
     // the new ones are on the disk. Throws KeyError, and KeyAccessError when this user must not; the file is then
     // unchanged, save that after a failure to sync the directory it may hold the new bytes.
@@ -44,7 +45,8 @@ public:
     // Takes away what a write left behind that was cut off by a crash: it holds keys.
     void RemoveLeftover() const;
 
-    // Creates the directory with mode 0700 when it is missing. Its parent has to exist. Throws as Write does.
+    // Creates the directory with mode 0700 when it is missing. Its parent has to exist; run by root, it belongs to the
+    // parent's owner. Throws as Write does.
     void CreateDirectory() const;
 
     const std::string &GetPath() const { return path; }

@@ -244,6 +244,32 @@ TEST_F(KeyFileTest, AcceptsRootsFileForAnyUser)
     EXPECT_EQ(file.Read(kDomain).state, State::Valid);
 }
 
+TEST_F(KeyFileTest, RootWorksForTheOwnerOfTheDirectory)
+{
+    if (getuid() != 0) {
+        GTEST_SKIP() << "only root can give a directory away";
+    }
+    ASSERT_EQ(chown(directory.Path().c_str(), kOtherUser, static_cast<gid_t>(-1)), 0);
+    file.Write(bytes);
+    struct stat status = {};
+    ASSERT_EQ(stat(path.c_str(), &status), 0);
+    EXPECT_EQ(status.st_uid, kOtherUser) << "the service could not read it otherwise";
+    EXPECT_EQ(file.Read(kDomain).state, State::Valid) << "and neither could root";
+}
+
+TEST_F(KeyFileTest, RootMakesADirectoryForTheOwnerOfTheOneAbove)
+{
+    if (getuid() != 0) {
+        GTEST_SKIP() << "only root can give a directory away";
+    }
+    ASSERT_EQ(chown(directory.Path().c_str(), kOtherUser, static_cast<gid_t>(-1)), 0);
+    KeyFile(directory.Path() + "/made/keys.dat").CreateDirectory();
+    struct stat status = {};
+    ASSERT_EQ(stat((directory.Path() + "/made").c_str(), &status), 0);
+    EXPECT_EQ(status.st_uid, kOtherUser);
+    EXPECT_EQ(status.st_mode & 07777U, 0700U);
+}
+
 TEST_F(KeyFileTest, RefusesTheKeysOfAnotherDomain)
 {
     const KeyFile::Contents contents = file.Read(3);
