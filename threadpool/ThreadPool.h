@@ -1,5 +1,6 @@
-// The delayed task pool: one class seen from two sides. The library commits tasks (it instantiates `commit`); the
-// hosting process supplies everything else, so the data members below are part of the interface between the two.
+/// \file
+/// The delayed task pool: one class seen from two sides. The library commits tasks (it instantiates `commit`); the
+/// hosting process supplies everything else, so the data members below are part of the interface between the two.
 #ifndef ZEF_CONFIG_THREAD_POOL_H
 #define ZEF_CONFIG_THREAD_POOL_H
 
@@ -18,12 +19,13 @@
 #include <utility>
 #include <vector>
 
-// A queue of named tasks, taken earliest-due first. commit may be called from any thread, a running task included.
+/// A queue of named tasks, taken earliest-due first. commit may be called from any thread, a running task included.
 class ZEF_PLATFORM_API ThreadPool {
 public:
-    // A task's body: runs the packaged task that it owns together with its copies. Cheap to move; call it once.
+    /// A task's body: runs the packaged task that it owns together with its copies. Cheap to move; call it once.
     class Body {
     public:
+        /// Takes the packaged task over.
         template <class Result>
         explicit Body(std::shared_ptr<std::packaged_task<Result()>> packagedTask)
             : task(std::move(packagedTask)), run([](void *pointer) {
@@ -32,6 +34,7 @@ public:
         {
         }
 
+        /// Runs it.
         void operator()() const { run(task.get()); }
 
     private:
@@ -39,42 +42,43 @@ public:
         void (*run)(void *);
     };
 
-    // Due time in milliseconds of TimeGetPowerOnMs, or 0 for due at once; name, for diagnostics only; body.
+    /// Due time in milliseconds of TimeGetPowerOnMs, or 0 for due at once; name, for diagnostics only; body.
     using Task = std::tuple<int64_t, std::string, Body>;
 
-    // Puts the task with the smallest due time on top of the heap. Equal due times have no order among themselves.
+    /// Puts the task with the smallest due time on top of the heap. Equal due times have no order among themselves.
     struct cmp {
+        /// Whether `a` is due after `b`.
         bool operator()(const Task &a, const Task &b) const { return std::get<0>(a) > std::get<0>(b); }
     };
 
-    // Host: starts that many workers and accepts tasks. A worker runs the top task once its due time is 0 or has come.
+    /// Host: starts that many workers and accepts tasks. A worker runs the top task once its due time is 0 or has come.
     explicit ThreadPool(unsigned char workerCount);
 
-    // Host: as Clear.
+    /// Host: as Clear.
     ~ThreadPool();
 
     ThreadPool(const ThreadPool &) = delete;
     ThreadPool &operator=(const ThreadPool &) = delete;
 
-    // Host: stops accepting tasks, drops those that have not begun, and ends the workers.
+    /// Host: stops accepting tasks, drops those that have not begun, and ends the workers.
     void Clear();
 
-    // Host: milliseconds since power-on, monotonic.
+    /// Host: milliseconds since power-on, monotonic.
     static uint64_t TimeGetPowerOnMs();
 
-    // Library: queues f(args...) to run `delay` milliseconds from now, 0 for at once. f and args are copied here, so
-    // the task never sees the caller's objects.
-    // Returns 0 and the future of the result; or -1 when the pool accepts no tasks: the task is then dropped and its
-    // future reports a broken promise. Throws what allocation or locking throws, with the queue unchanged.
+    /// Library: queues f(args...) to run `delay` milliseconds from now, 0 for at once. f and args are copied here, so
+    /// the task never sees the caller's objects.
+    /// Returns 0 and the future of the result; or -1 when the pool accepts no tasks: the task is then dropped and its
+    /// future reports a broken promise. Throws what allocation or locking throws, with the queue unchanged.
     template <class F, class... Args>
     ZEF_PLATFORM_API auto commit(unsigned long delay, std::string name, F &&f, Args &&...args)
         -> std::pair<int, std::future<decltype(f(args...))>>;
 
-    std::vector<Task> tasks;  // heap under cmp, see std::push_heap and std::pop_heap
-    std::vector<std::thread> workers;
-    std::mutex mutex;                // guards tasks
-    std::condition_variable wakeUp;  // signalled once per committed task
-    std::atomic<bool> running;       // set while the pool accepts tasks
+    std::vector<Task> tasks;           ///< heap under cmp, see std::push_heap and std::pop_heap
+    std::vector<std::thread> workers;  ///< the host's; commit only looks whether there are any
+    std::mutex mutex;                  ///< guards tasks
+    std::condition_variable wakeUp;    ///< signalled once per committed task
+    std::atomic<bool> running;         ///< set while the pool accepts tasks
 };
 
 template <class F, class... Args>

@@ -1,4 +1,5 @@
-// The client's data-reduction switches.
+/// \file
+/// The client's data-reduction switches.
 #ifndef ZEF_CONFIG_DEDUPLICATION_CONFIG_H
 #define ZEF_CONFIG_DEDUPLICATION_CONFIG_H
 
@@ -8,33 +9,38 @@
 #include <map>
 #include <string>
 
-// Deduplication and compression, each 0 (off) or 1 (on), and their publication in the shared base configuration.
-// Compression needs deduplication. Only GetInstance is safe on several threads at once; callers of the rest take turns.
-//
-// Results are 0, -1 for a refusal, or the shared configuration's own code, unchanged.
+/// Deduplication and compression, each 0 (off) or 1 (on), and their publication in the shared base configuration.
+/// Compression needs deduplication. Only GetInstance is safe on several threads at once; callers of the rest take
+/// turns.
+///
+/// Results are 0, -1 for a refusal, or the shared configuration's own code, unchanged.
 class ZEF_CONFIG_API DeduplicationConfig {
 public:
+    /// The one object, which lives as long as the library is loaded.
     static DeduplicationConfig &GetInstance();
 
     DeduplicationConfig(const DeduplicationConfig &) = delete;
     DeduplicationConfig &operator=(const DeduplicationConfig &) = delete;
 
-    // The values held; the shared configuration is not read.
+    /// The deduplication switch as held; the shared configuration is not read.
     int GetDeduplication();
+    /// The same for compression.
     int GetCompression();
 
-    // -1 when compression is on while deduplication is off.
+    /// -1 when compression is on while deduplication is off.
     int SwitchConditionCheck();
 
-    // Publishes both values, deduplication first, if they go together. A failure ends it there.
+    /// Publishes both values, deduplication first, if they go together. A failure ends it there.
     int SetToPShim();
 
-    // Reads the elements `Compression` and `Deduplication` ("ON" or "OFF") of the element Config, then publishes. A
-    // value that was read before a failure stays held.
+    /// Reads the elements `Compression` and `Deduplication` ("ON" or "OFF") of the element Config, then publishes. A
+    /// value that was read before a failure stays held.
     int SetFromConfig(ConfigNode &config);
 
-    // Publish and hold one value, without asking whether the two go together. On failure the value held stays.
+    /// Publishes and holds the compression switch, without asking whether the two go together. On failure the value
+    /// held stays.
     int SetCompression(int value);
+    /// The same for deduplication.
     int SetDeduplicationStatus(int value);
 
 private:
