@@ -8,10 +8,18 @@ install(FILES ${ZEF_CONFIG_PUBLIC_HEADERS} DESTINATION ${CMAKE_INSTALL_INCLUDEDI
 install(FILES ${ZEF_CONFIG_PLATFORM_HEADERS} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/zef_config/platform
   COMPONENT zef_config)
 
+# The hosting side of the task pool, for hosts that compile it as it is: the target ZefConfig::host_pool.
+set(ZEF_CONFIG_HOST_POOL_DIR ${CMAKE_INSTALL_DATADIR}/zef_config/threadpool)
+install(FILES threadpool/TaskGate.cpp threadpool/TaskGate.h threadpool/TaskPause.cpp threadpool/TaskPause.h
+    threadpool/ThreadPool.cpp
+  DESTINATION ${ZEF_CONFIG_HOST_POOL_DIR} COMPONENT zef_config)
+install(FILES client/common/NeverDestroyed.h DESTINATION ${ZEF_CONFIG_HOST_POOL_DIR}/common COMPONENT zef_config)
+
 set(ZEF_CONFIG_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/ZefConfig)
 install(EXPORT ZefConfigTargets NAMESPACE ZefConfig:: DESTINATION ${ZEF_CONFIG_CMAKE_DIR} COMPONENT zef_config)
 configure_package_config_file(cmake/ZefConfigConfig.cmake.in ${PROJECT_BINARY_DIR}/ZefConfigConfig.cmake
-  INSTALL_DESTINATION ${ZEF_CONFIG_CMAKE_DIR})
+  INSTALL_DESTINATION ${ZEF_CONFIG_CMAKE_DIR}
+  PATH_VARS CMAKE_INSTALL_INCLUDEDIR ZEF_CONFIG_HOST_POOL_DIR)
 write_basic_package_version_file(${PROJECT_BINARY_DIR}/ZefConfigConfigVersion.cmake COMPATIBILITY SameMajorVersion)
 install(FILES ${PROJECT_BINARY_DIR}/ZefConfigConfig.cmake ${PROJECT_BINARY_DIR}/ZefConfigConfigVersion.cmake
   DESTINATION ${ZEF_CONFIG_CMAKE_DIR} COMPONENT zef_config)

@@ -27,6 +27,11 @@ PLATFORM_HEADERS = (
     "PlatformApi.h", "SharedBaseConfig.h",
 )
 HEADERS = PUBLIC_HEADERS + tuple(f"platform/{name}" for name in PLATFORM_HEADERS)
+POOL_SOURCES = (
+    "TaskGate.cpp", "TaskGate.h", "TaskPause.cpp", "TaskPause.h", "ThreadPool.cpp", "common/NeverDestroyed.h",
+)
+IN_PREFIX = tuple(f"include/zef_config/{name}" for name in HEADERS) + tuple(
+    f"share/zef_config/threadpool/{name}" for name in POOL_SOURCES)
 INCLUDED = tuple(f"zef_config/{name}" for name in HEADERS)
 CMAKE_FILES = (
     "ZefConfigConfig.cmake", "ZefConfigConfigVersion.cmake", "ZefConfigTargets.cmake",
@@ -34,6 +39,8 @@ CMAKE_FILES = (
 )
 IN_LIBDIR = tuple(f"libzef_config.so{suffix}" for suffix in ("", ".1", f".{VERSION}")) + tuple(
     f"cmake/ZefConfig/{name}" for name in CMAKE_FILES) + ("pkgconfig/zef_config.pc",)
+
+MANUALS = ("share/man/man3/libzef_config.3", "share/man/man7/zef_platform.7")
 
 # What the consumer prints: UUID and addresses, then the calls that the library made.
 CONSUMER_OUTPUT = """\
@@ -113,8 +120,8 @@ class InstallTest(unittest.TestCase):
     def test_installs_these_files_and_no_others(self):
         self.install(self.folder / "prefix")
         library_dir = cached(pathlib.Path(os.environ["ZEF_BUILD_DIR"]), "CMAKE_INSTALL_LIBDIR")
-        expected = [f"include/{name}" for name in INCLUDED] + [f"{library_dir}/{name}" for name in IN_LIBDIR]
-        self.assertEqual(files_below(self.folder / "prefix"), sorted(expected))
+        expected = [*IN_PREFIX, *(f"{library_dir}/{name}" for name in IN_LIBDIR)]
+        self.assertEqual(files_below(self.folder / "prefix"), sorted([*expected, *MANUALS]))
 
     def test_every_header_compiles_on_its_own(self):
         prefix = self.installed()
@@ -144,7 +151,7 @@ class InstallTest(unittest.TestCase):
                                          f"-DCMAKE_INSTALL_LIBDIR={library_dir}")
         self.install(None, self.folder / "build")
         self.assertEqual(files_below(library_dir), sorted(IN_LIBDIR))
-        self.assertEqual(files_below(prefix), sorted(f"include/{name}" for name in INCLUDED))
+        self.assertEqual(files_below(prefix), sorted([*IN_PREFIX, *MANUALS]))
         self.assertEqual(self.build_with_pkg_config(library_dir / "pkgconfig"), CONSUMER_OUTPUT)
 
     def test_a_staged_installation_names_its_final_place(self):
