@@ -14,7 +14,7 @@ import binary
 
 SOURCE_DIR = pathlib.Path(os.environ["ZEF_SOURCE_DIR"])
 # What the library is made of.
-PARTS = ("CMakeLists.txt", "CMakePresets.json", "cmake", "platform", "src", "threadpool")
+PARTS = ("CMakeLists.txt", "CMakePresets.json", "cmake", "docs", "platform", "src", "threadpool")
 
 
 def build(source, build_dir, **surroundings):
