@@ -1,10 +1,10 @@
 #include "app/Commands.h"
 
+#include "app/Command.h"
 #include "app/ControlArguments.h"
 #include "app/PasswordArgument.h"
 #include "control/ControlError.h"
 
-#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include <iostream>
@@ -54,30 +54,30 @@ ExitCode Change(const ChangeArguments &arguments, MakeRequest makeRequest)
 }
 
 // What all of them have; the returned command takes further options.
-CLI::App *AddChange(CLI::App &app, Action &action, const SharedArguments &arguments, const char *name,
-                    const char *description, MakeRequest makeRequest)
+Command AddChange(const Command &group, Action &action, const SharedArguments &arguments, const char *name,
+                  const char *description, MakeRequest makeRequest)
 {
-    CLI::App *const command = app.add_subcommand(name, description);
-    arguments->control.AddTo(*command, {"text", "json"});
-    command->callback([arguments, makeRequest, &action] {
+    const Command command = group.Add(name, description);
+    arguments->control.AddTo(command, {"text", "json"});
+    command.OnParsed([arguments, makeRequest, &action] {
         action = [arguments, makeRequest] { return Change(*arguments, makeRequest); };
     });
     return command;
 }
 
-void AddSave(CLI::App &command, ChangeArguments &arguments)
+void AddSave(const Command &command, ChangeArguments &arguments)
 {
-    command.add_flag("--save", arguments.save, "Write the change into the configuration file, too");
+    command.Flag("--save", arguments.save, "Write the running state into the configuration file, too");
 }
 
-void AddName(CLI::App &command, ChangeArguments &arguments)
+void AddName(const Command &command, ChangeArguments &arguments)
 {
-    command.add_option("NAME", arguments.name, "Name of the storage object")->required();
+    command.Argument("NAME", arguments.name, "Name of the storage object");
 }
 
-void AddAddresses(CLI::App &command, ChangeArguments &arguments)
+void AddAddresses(const Command &command, ChangeArguments &arguments)
 {
-    command.add_option("ADDRESS", arguments.addresses, "IPv4 addresses of the array")->required();
+    command.Arguments("ADDRESS", arguments.addresses, "IPv4 addresses of the array");
 }
 
 Json AddRequest(const ChangeArguments &arguments)
@@ -95,23 +95,23 @@ Json AddRequest(const ChangeArguments &arguments)
     return request;
 }
 
-void AddStorageAdd(CLI::App &storage, Action &action)
+void AddStorageAdd(const Command &storage, Action &action)
 {
     const auto arguments = std::make_shared<ChangeArguments>();
-    CLI::App &command =
-        *AddChange(storage, action, arguments, "add", "Register a storage object and connect it", AddRequest);
+    const Command command =
+        AddChange(storage, action, arguments, "add", "Register a storage object and connect it", AddRequest);
     AddName(command, *arguments);
-    command.add_option("--user", arguments->user, "User that the client logs in as")->required();
-    command.add_option("--address", arguments->addresses, "IPv4 address of the array; may be repeated");
-    command.add_flag("--fibre-channel", arguments->fibreChannel, "The array is reached over Fibre Channel");
+    command.RequiredOption("--user", arguments->user, "User that the client logs in as");
+    command.Options("--address", arguments->addresses, "IPv4 address of the array; may be repeated");
+    command.Flag("--fibre-channel", arguments->fibreChannel, "The array is reached over Fibre Channel");
     arguments->password.AddTo(command);
     AddSave(command, *arguments);
 }
 
-void AddStorageDelete(CLI::App &storage, Action &action)
+void AddStorageDelete(const Command &storage, Action &action)
 {
     const auto arguments = std::make_shared<ChangeArguments>();
-    CLI::App &command = *AddChange(
+    const Command command = AddChange(
         storage, action, arguments, "delete", "End the links of a storage object and forget it",
         [](const ChangeArguments &given) {
             return Json{{"op", "storage-delete"}, {"name", given.name}, {"save", given.save}};
@@ -120,11 +120,11 @@ void AddStorageDelete(CLI::App &storage, Action &action)
     AddSave(command, *arguments);
 }
 
-void AddStorageAddresses(CLI::App &storage, Action &action, const char *name, const char *description,
+void AddStorageAddresses(const Command &storage, Action &action, const char *name, const char *description,
                          MakeRequest makeRequest)
 {
     const auto arguments = std::make_shared<ChangeArguments>();
-    CLI::App &command = *AddChange(storage, action, arguments, name, description, makeRequest);
+    const Command command = AddChange(storage, action, arguments, name, description, makeRequest);
     AddName(command, *arguments);
     AddAddresses(command, *arguments);
     AddSave(command, *arguments);
@@ -145,10 +145,10 @@ Json DeleteAddressesRequest(const ChangeArguments &arguments)
     return request;
 }
 
-void AddStorageDeletePair(CLI::App &storage, Action &action)
+void AddStorageDeletePair(const Command &storage, Action &action)
 {
     const auto arguments = std::make_shared<ChangeArguments>();
-    CLI::App &command = *AddChange(
+    const Command command = AddChange(
         storage, action, arguments, "delete-pair", "End one link; with the last one to it an array address goes too",
         [](const ChangeArguments &given) {
             return Json{{"op", "storage-delete-pair"},
@@ -157,14 +157,14 @@ void AddStorageDeletePair(CLI::App &storage, Action &action)
                         {"save", given.save}};
         });
     AddName(command, *arguments);
-    command.add_option("PAIR", arguments->pair, "Local address, colon, array address: 10.0.0.1:10.0.0.9")->required();
+    command.Argument("PAIR", arguments->pair, "Local address, colon, array address: 10.0.0.1:10.0.0.9");
     AddSave(command, *arguments);
 }
 
-void AddStorageSetUser(CLI::App &storage, Action &action)
+void AddStorageSetUser(const Command &storage, Action &action)
 {
     const auto arguments = std::make_shared<ChangeArguments>();
-    CLI::App &command = *AddChange(
+    const Command command = AddChange(
         storage, action, arguments, "set-user", "Log in as another user, or with another password, from now on",
         [](const ChangeArguments &given) {
             return Json{{"op", "storage-set-user"},
@@ -174,15 +174,15 @@ void AddStorageSetUser(CLI::App &storage, Action &action)
                         {"save", given.save}};
         });
     AddName(command, *arguments);
-    command.add_option("USER", arguments->user, "User that the client logs in as")->required();
+    command.Argument("USER", arguments->user, "User that the client logs in as");
     arguments->password.AddTo(command);
     AddSave(command, *arguments);
 }
 
-void AddStorage(CLI::App &app, Action &action)
+void AddStorage(Command &root, Action &action)
 {
-    CLI::App &storage = *app.add_subcommand("storage", "Change the storage object of a running client");
-    storage.require_subcommand(1);
+    const Command storage = root.Add("storage", "Change the storage object of a running client");
+    storage.RequireOneBelow();
     AddStorageAdd(storage, action);
     AddStorageDelete(storage, action);
     AddStorageAddresses(storage, action, "add-addresses", "Connect further addresses of the array",
@@ -193,28 +193,26 @@ void AddStorage(CLI::App &app, Action &action)
     AddStorageSetUser(storage, action);
 }
 
-void AddSwitch(CLI::App &app, Action &action)
+void AddSwitch(Command &root, Action &action)
 {
     const auto arguments = std::make_shared<ChangeArguments>();
-    CLI::App &command =
-        *AddChange(app, action, arguments, "switch", "Switch compression or deduplication on or off",
+    const Command command =
+        AddChange(root, action, arguments, "switch", "Switch compression or deduplication on or off",
                    [](const ChangeArguments &given) {
                        return Json{{"op", "switch"},
                                    {"name", given.name},
                                    {"value", given.value},
                                    {"save", given.save}};
                    });
-    command.add_option("SWITCH", arguments->name, "compression or deduplication")
-        ->required()
-        ->check(CLI::IsMember({"compression", "deduplication"}));
-    command.add_option("VALUE", arguments->value, "on or off")->required()->check(CLI::IsMember({"on", "off"}));
+    command.ArgumentChoice("SWITCH", arguments->name, {"compression", "deduplication"}, "compression or deduplication");
+    command.ArgumentChoice("VALUE", arguments->value, {"on", "off"}, "on or off");
     AddSave(command, *arguments);
 }
 
-void AddLogLevel(CLI::App &app, Action &action)
+void AddLogLevel(Command &root, Action &action)
 {
     const auto arguments = std::make_shared<ChangeArguments>();
-    CLI::App &command = *AddChange(app, action, arguments, "log-level", "Show or change what a running client logs",
+    const Command command = AddChange(root, action, arguments, "log-level", "Show or change what a running client logs",
                                    [](const ChangeArguments &given) {
                                        Json request = {{"op", "log-level"}};
                                        if (!given.value.empty()) {
@@ -222,28 +220,28 @@ void AddLogLevel(CLI::App &app, Action &action)
                                        }
                                        return request;
                                    });
-    command.add_option("LEVEL", arguments->value, "error, warn, info or debug")
-        ->check(CLI::IsMember({"error", "warn", "info", "debug"}));
+    command.OptionalArgumentChoice("LEVEL", arguments->value, {"error", "warn", "info", "debug"},
+                                   "error, warn, info or debug");
 }
 
 template <class Request>
-void AddPlain(CLI::App &app, Action &action, const char *name, const char *description, Request request)
+void AddPlain(Command &root, Action &action, const char *name, const char *description, Request request)
 {
-    AddChange(app, action, std::make_shared<ChangeArguments>(), name, description, request);
+    AddChange(root, action, std::make_shared<ChangeArguments>(), name, description, request);
 }
 
 }  // namespace
 
-void AddChangeCommands(CLI::App &app, Action &action)
+void AddChangeCommands(Command &root, Action &action)
 {
-    AddStorage(app, action);
-    AddSwitch(app, action);
-    AddPlain(app, action, "retry", "Try at once what waits, and begin again what was given up",
+    AddStorage(root, action);
+    AddSwitch(root, action);
+    AddPlain(root, action, "retry", "Try at once what waits, and begin again what was given up",
              [](const ChangeArguments &) { return Json{{"op", "retry"}}; });
-    AddLogLevel(app, action);
-    AddPlain(app, action, "save", "Write the running state into the configuration file",
+    AddLogLevel(root, action);
+    AddPlain(root, action, "save", "Write the running state into the configuration file",
              [](const ChangeArguments &) { return Json{{"op", "save"}}; });
-    AddPlain(app, action, "reload", "Apply the configuration file to the running client",
+    AddPlain(root, action, "reload", "Apply the configuration file to the running client",
              [](const ChangeArguments &) { return Json{{"op", "reload"}}; });
 }
 

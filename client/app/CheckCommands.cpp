@@ -1,10 +1,9 @@
 #include "app/Commands.h"
 
+#include "app/Command.h"
 #include "check/CheckCommand.h"
 #include "check/KeysAtHand.h"
 #include "check/ShowConfig.h"
-
-#include <CLI/CLI.hpp>
 
 #include <iostream>
 #include <memory>
@@ -22,12 +21,10 @@ struct FileArguments {
     OutputFormat Format() const { return output == "json" ? OutputFormat::Json : OutputFormat::Text; }
 };
 
-void AddFileAndOutput(CLI::App &command, FileArguments &arguments)
+void AddFileAndOutput(const Command &command, FileArguments &arguments)
 {
-    command.add_option("FILE", arguments.path, "Configuration file")->capture_default_str();
-    command.add_option("--output", arguments.output, "How to print the result")
-        ->check(CLI::IsMember({"text", "json"}))
-        ->capture_default_str();
+    command.OptionalArgument("FILE", arguments.path, "Configuration file");
+    command.Choice("--output", arguments.output, {"text", "json"}, "How to print the result");
 }
 
 ExitCode Check(const FileArguments &arguments)
@@ -40,35 +37,36 @@ ExitCode Check(const FileArguments &arguments)
     return CheckCommand(options, std::cout, std::cerr);
 }
 
-void AddCheck(CLI::App &app, Action &action)
+void AddCheck(Command &root, Action &action)
 {
     const auto arguments = std::make_shared<FileArguments>();
-    CLI::App *const command =
-        app.add_subcommand("check", "Say what is wrong with a configuration file; changes and connects nothing");
-    AddFileAndOutput(*command, *arguments);
-    command->add_flag("--strict", arguments->strict, "Let warnings fail, with exit status 4");
-    command->callback([arguments, &action] { action = [arguments] { return Check(*arguments); }; });
+    const Command command =
+        root.Add("check", "Say what is wrong with a configuration file; changes and connects nothing");
+    AddFileAndOutput(command, *arguments);
+    command.Flag("--strict", arguments->strict, "Let warnings fail, with exit status 4");
+    command.OnParsed([arguments, &action] { action = [arguments] { return Check(*arguments); }; });
 }
 
-void AddShowConfig(CLI::App &app, Action &action)
+void AddShowConfig(Command &root, Action &action)
 {
-    CLI::App *const show = app.add_subcommand("show", "Show what a file means to the client");
-    show->require_subcommand(1);
+    const Command show = root.Add("show", "Show what a file means to the client");
+    show.RequireOneBelow();
     const auto arguments = std::make_shared<FileArguments>();
-    CLI::App *const config =
-        show->add_subcommand("config", "Show the configuration that a start would take, secrets as ???");
-    AddFileAndOutput(*config, *arguments);
-    config->callback([arguments, &action] {
-        action = [arguments] { return ShowConfig(arguments->path, arguments->Format(), std::cout, std::cerr, KeysAtHand()); };
+    const Command config = show.Add("config", "Show the configuration that a start would take, secrets as ???");
+    AddFileAndOutput(config, *arguments);
+    config.OnParsed([arguments, &action] {
+        action = [arguments] {
+            return ShowConfig(arguments->path, arguments->Format(), std::cout, std::cerr, KeysAtHand());
+        };
     });
 }
 
 }  // namespace
 
-void AddCheckCommands(CLI::App &app, Action &action)
+void AddCheckCommands(Command &root, Action &action)
 {
-    AddCheck(app, action);
-    AddShowConfig(app, action);
+    AddCheck(root, action);
+    AddShowConfig(root, action);
 }
 
 }  // namespace zef

@@ -1,14 +1,9 @@
 #include "app/CommandLine.h"
 
+#include "app/Command.h"
 #include "app/Commands.h"
 
-#include <CLI/CLI.hpp>
-
 #include <string>
-
-#ifndef ZEF_VERSION
-#error "ZEF_VERSION comes from the build"
-#endif
 
 namespace zef {
 
@@ -29,24 +24,22 @@ std::string ExitCodesText()
 int RunCommandLine(int argc, char **argv)
 {
     Action action;
-    CLI::App app("Client of a block-storage array: logs in over every address pair and keeps the links up",
-                 "zef_client");
-    app.set_version_flag("--version", "zef_client " ZEF_VERSION);
-    app.set_help_all_flag("--help-all", "Print the help of all commands and exit");
-    app.footer(ExitCodesText());
-    app.require_subcommand(1);
-    AddRunCommand(app, action);
-    AddCheckCommands(app, action);
-    AddStatusCommands(app, action);
-    AddChangeCommands(app, action);
-    AddKeyCommands(app, action);
-    AddBaseConfigCommand(app, action);
-    try {
-        app.parse(argc, argv);
-    } catch (const CLI::ParseError &error) {
-        return ToStatus(app.exit(error) == 0 ? ExitCode::Done : ExitCode::Usage);
+    const auto addCommands = [&action](Command &root) {
+        AddRunCommand(root, action);
+        AddCheckCommands(root, action);
+        AddStatusCommands(root, action);
+        AddChangeCommands(root, action);
+        AddKeyCommands(root, action);
+        AddBaseConfigCommand(root, action);
+    };
+    switch (ParseCommandLine(argc, argv, addCommands, ExitCodesText())) {
+    case ParseResult::Command:
+        return ToStatus(action());
+    case ParseResult::Help:
+        return ToStatus(ExitCode::Done);
+    default:
+        return ToStatus(ExitCode::Usage);
     }
-    return ToStatus(action());
 }
 
 }  // namespace zef

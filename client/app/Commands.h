@@ -6,21 +6,19 @@
 
 #include <functional>
 
-namespace CLI {
-class App;
-}
-
 namespace zef {
+
+class Command;
 
 // What the command line asks for; set while it is parsed, carried out afterwards.
 using Action = std::function<ExitCode()>;
 
-void AddRunCommand(CLI::App &app, Action &action);
-void AddCheckCommands(CLI::App &app, Action &action);   // check, show config
-void AddStatusCommands(CLI::App &app, Action &action);  // status, links
-void AddChangeCommands(CLI::App &app, Action &action);  // storage, switch, retry, log-level, save, reload
-void AddKeyCommands(CLI::App &app, Action &action);     // keys, password
-void AddBaseConfigCommand(CLI::App &app, Action &action);
+void AddRunCommand(Command &root, Action &action);
+void AddCheckCommands(Command &root, Action &action);   // check, show config
+void AddStatusCommands(Command &root, Action &action);  // status, links
+void AddChangeCommands(Command &root, Action &action);  // storage, switch, retry, log-level, save, reload
+void AddKeyCommands(Command &root, Action &action);     // keys, password
+void AddBaseConfigCommand(Command &root, Action &action);
 
 }  // namespace zef
 

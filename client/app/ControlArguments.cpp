@@ -1,9 +1,9 @@
 #include "app/ControlArguments.h"
 
+#include "app/Command.h"
 #include "control/ControlClient.h"
 #include "control/ControlOptions.h"
 
-#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include <chrono>
@@ -30,17 +30,13 @@ void PrintError(const ControlError &error, bool asJson)
 
 }  // namespace
 
-void ControlArguments::AddTo(CLI::App &command, const std::vector<std::string> &formats)
+void ControlArguments::AddTo(const Command &command, const std::vector<std::string> &formats)
 {
     socket = kControlSocket;
     output = formats.front();
-    command.add_option("--socket", socket, "Control socket of the client")->capture_default_str();
-    command.add_option("--timeout", timeoutSeconds, "Seconds to wait for the client")
-        ->check(CLI::Range(1, 3600))
-        ->capture_default_str();
-    command.add_option("--output", output, "How to print the result")
-        ->check(CLI::IsMember(formats))
-        ->capture_default_str();
+    command.Option("--socket", socket, "Control socket of the client");
+    command.Number("--timeout", timeoutSeconds, 1, 3600, "Seconds to wait for the client");
+    command.Choice("--output", output, formats, "How to print the result");
 }
 
 Json ControlArguments::Ask(Json request) const

@@ -10,17 +10,15 @@
 #include <functional>
 #include <string>
 
-namespace CLI {
-class App;
-}
-
 namespace zef {
+
+class Command;
 
 class ControlArguments {
 public:
     // Adds --socket, --timeout and --output to a command; the object must live until the command is done.
     // `formats`: the outputs that the command knows, the default first.
-    void AddTo(CLI::App &command, const std::vector<std::string> &formats);
+    void AddTo(const Command &command, const std::vector<std::string> &formats);
 
     // Sends a request and returns the result. Throws ControlError.
     nlohmann::json Ask(nlohmann::json request) const;

@@ -1,13 +1,12 @@
 #include "app/Commands.h"
 
+#include "app/Command.h"
 #include "app/LogArguments.h"
 #include "check/ConfigBytes.h"
 #include "check/KeysAtHand.h"
 #include "keys/KeyCommands.h"
 
 #include <zef_config/ConfigMgr.h>
-
-#include <CLI/CLI.hpp>
 
 #include <functional>
 #include <iostream>
@@ -43,14 +42,14 @@ KeyPaths WritablePathsOf(const KeyArguments &arguments)
 }
 
 // The returned command takes further options.
-CLI::App *Add(CLI::App &app, Action &action, const std::shared_ptr<KeyArguments> &arguments, const char *name,
-              const char *description, Work work)
+Command Add(const Command &group, Action &action, const std::shared_ptr<KeyArguments> &arguments, const char *name,
+            const char *description, Work work)
 {
-    CLI::App *const command = app.add_subcommand(name, description);
-    command->add_option("--keys", arguments->keyFolder,
-                        "Folder of the key files wox_pri.dat and wox_std.dat [default: the client's]");
-    arguments->log.AddTo(*command);
-    command->callback([arguments, work, &action] {
+    const Command command = group.Add(name, description);
+    command.Option("--keys", arguments->keyFolder,
+                   "Folder of the key files wox_pri.dat and wox_std.dat [default: the client's]");
+    arguments->log.AddTo(command);
+    command.OnParsed([arguments, work, &action] {
         action = [arguments, work] {
             arguments->log.Apply();
             return static_cast<ExitCode>(work(*arguments));
@@ -59,7 +58,7 @@ CLI::App *Add(CLI::App &app, Action &action, const std::shared_ptr<KeyArguments>
     return command;
 }
 
-void AddKeysInit(CLI::App &keys, Action &action)
+void AddKeysInit(const Command &keys, Action &action)
 {
     const auto arguments = std::make_shared<KeyArguments>();
     Add(keys, action, arguments, "init", "Make the two key files",
@@ -67,10 +66,10 @@ void AddKeysInit(CLI::App &keys, Action &action)
             const KeyPaths paths = WritablePathsOf(given);
             return KeysInit(paths.primary, paths.standby, given.force, std::cout, std::cerr);
         })
-        ->add_flag("--force", arguments->force, "Replace keys that are there: passwords encrypted with them are lost");
+        .Flag("--force", arguments->force, "Replace keys that are there: passwords encrypted with them are lost");
 }
 
-void AddKeysVerify(CLI::App &keys, Action &action)
+void AddKeysVerify(const Command &keys, Action &action)
 {
     Add(keys, action, std::make_shared<KeyArguments>(), "verify", "Say what is in the key files; changes nothing",
         [](const KeyArguments &given) {
@@ -87,20 +86,20 @@ KeysToRotate WhichKeys(const KeyArguments &arguments)
     return arguments.root ? KeysToRotate::Root : KeysToRotate::Master;
 }
 
-void AddKeysRotate(CLI::App &keys, Action &action)
+void AddKeysRotate(const Command &keys, Action &action)
 {
     const auto arguments = std::make_shared<KeyArguments>();
-    CLI::App *const rotate =
+    const Command rotate =
         Add(keys, action, arguments, "rotate", "Renew the keys; every encrypted password stays good",
             [](const KeyArguments &given) {
                 const KeyPaths paths = WritablePathsOf(given);
                 return KeysRotate(paths.primary, paths.standby, WhichKeys(given), std::cout, std::cerr);
             });
-    rotate->add_flag("--root", arguments->root, "Only the root key, which the others are encrypted with");
-    rotate->add_flag("--master", arguments->master, "Only the master key, which passwords are encrypted with");
+    rotate.Flag("--root", arguments->root, "Only the root key, which the others are encrypted with");
+    rotate.Flag("--master", arguments->master, "Only the master key, which passwords are encrypted with");
 }
 
-void AddPasswordEncrypt(CLI::App &password, Action &action)
+void AddPasswordEncrypt(const Command &password, Action &action)
 {
     Add(password, action, std::make_shared<KeyArguments>(), "encrypt",
         "Encrypt a password, typed without echo or from standard input, for the configuration file",
@@ -127,28 +126,28 @@ int VerifyPassword(const KeyArguments &arguments)
     return PasswordVerify(paths.primary, paths.standby, sealed, arguments.compare, STDIN_FILENO, std::cout, std::cerr);
 }
 
-void AddPasswordVerify(CLI::App &password, Action &action)
+void AddPasswordVerify(const Command &password, Action &action)
 {
     const auto arguments = std::make_shared<KeyArguments>();
-    CLI::App *const verify = Add(password, action, arguments, "verify",
+    const Command verify = Add(password, action, arguments, "verify",
                                  "Say whether the keys open the password of a configuration file", VerifyPassword);
-    verify->add_option("FILE", arguments->configFile, "Configuration file")->capture_default_str();
-    verify->add_flag("--compare", arguments->compare, "Read a password, and say whether it is the same");
+    verify.OptionalArgument("FILE", arguments->configFile, "Configuration file");
+    verify.Flag("--compare", arguments->compare, "Read a password, and say whether it is the same");
 }
 
 }  // namespace
 
-void AddKeyCommands(CLI::App &app, Action &action)
+void AddKeyCommands(Command &root, Action &action)
 {
-    CLI::App *const keys = app.add_subcommand("keys", "The keys that passwords are encrypted with");
-    keys->require_subcommand(1);
-    AddKeysInit(*keys, action);
-    AddKeysVerify(*keys, action);
-    AddKeysRotate(*keys, action);
-    CLI::App *const password = app.add_subcommand("password", "The array's password");
-    password->require_subcommand(1);
-    AddPasswordEncrypt(*password, action);
-    AddPasswordVerify(*password, action);
+    const Command keys = root.Add("keys", "The keys that passwords are encrypted with");
+    keys.RequireOneBelow();
+    AddKeysInit(keys, action);
+    AddKeysVerify(keys, action);
+    AddKeysRotate(keys, action);
+    const Command password = root.Add("password", "The array's password");
+    password.RequireOneBelow();
+    AddPasswordEncrypt(password, action);
+    AddPasswordVerify(password, action);
 }
 
 }  // namespace zef

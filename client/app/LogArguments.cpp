@@ -1,20 +1,16 @@
 #include "app/LogArguments.h"
 
+#include "app/Command.h"
 #include "log/Log.h"
-
-#include <CLI/CLI.hpp>
 
 namespace zef {
 
-void LogArguments::AddTo(CLI::App &command)
+void LogArguments::AddTo(const Command &command)
 {
-    command.add_option("--log-level", level, "Least important messages to show: error, warn, info or debug")
-        ->check(CLI::IsMember({"error", "warn", "info", "debug"}))
-        ->capture_default_str();
-    command.add_option("--log-to", destination,
-                       "Where messages go: console (standard error), journal, or auto (the journal under systemd)")
-        ->check(CLI::IsMember({"auto", "console", "journal"}))
-        ->capture_default_str();
+    command.Choice("--log-level", level, {"error", "warn", "info", "debug"},
+                   "Least important messages to show: error, warn, info or debug");
+    command.Choice("--log-to", destination, {"auto", "console", "journal"},
+                   "Where messages go: console (standard error), journal, or auto (the journal under systemd)");
 }
 
 void LogArguments::Apply() const

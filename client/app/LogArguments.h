@@ -4,16 +4,14 @@
 
 #include <string>
 
-namespace CLI {
-class App;
-}
-
 namespace zef {
+
+class Command;
 
 class LogArguments {
 public:
     // Adds --log-level and --log-to to a command; the object must live until it was parsed and applied.
-    void AddTo(CLI::App &command);
+    void AddTo(const Command &command);
 
     // Directs the log.
     void Apply() const;

@@ -1,5 +1,6 @@
 #include "app/PasswordArgument.h"
 
+#include "app/Command.h"
 #include "check/KeysAtHand.h"
 #include "control/ControlError.h"
 #include "keys/KeyCommands.h"
@@ -7,18 +8,16 @@
 #include "keys/KeyStore.h"
 #include "keys/PasswordInput.h"
 
-#include <CLI/CLI.hpp>
-
 #include <iostream>
 
 #include <unistd.h>
 
 namespace zef {
 
-void PasswordArgument::AddTo(CLI::App &command)
+void PasswordArgument::AddTo(const Command &command)
 {
-    command.add_option("--sealed", sealed,
-                       "Password as zef_client password encrypt prints it [default: asked for, or standard input]");
+    command.Option("--sealed", sealed,
+                   "Password as zef_client password encrypt prints it [default: asked for, or standard input]");
 }
 
 std::string PasswordArgument::Sealed() const

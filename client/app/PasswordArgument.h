@@ -4,16 +4,14 @@
 
 #include <string>
 
-namespace CLI {
-class App;
-}
-
 namespace zef {
+
+class Command;
 
 class PasswordArgument {
 public:
     // Adds --sealed to a command; the object must live until the command is done.
-    void AddTo(CLI::App &command);
+    void AddTo(const Command &command);
 
     // What --sealed gave; otherwise asks for the password (see PasswordInput) and encrypts it with the keys at hand, so
     // that it leaves this process only in that form. Throws ControlError.

@@ -1,10 +1,10 @@
 #include "app/Commands.h"
 
+#include "app/Command.h"
 #include "app/ControlArguments.h"
 #include "control/ControlError.h"
 #include "management/StatusReport.h"
 
-#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include <chrono>
@@ -88,26 +88,26 @@ ExitCode ShowStatus(const StatusArguments &arguments)
     return arguments.watch ? Watch(arguments) : Verdict(arguments, Show(arguments, ""));
 }
 
-void AddCommand(CLI::App &app, Action &action, const char *name, const char *description, MakeReport makeReport)
+void AddCommand(Command &root, Action &action, const char *name, const char *description, MakeReport makeReport)
 {
     const auto arguments = std::make_shared<StatusArguments>();
     arguments->makeReport = makeReport;
-    CLI::App *const command = app.add_subcommand(name, description);
-    command->add_flag("--check", arguments->check, "Exit with status 7 when a link is down");
-    command->add_flag("--watch", arguments->watch, "Show it again whenever something changes, until SIGINT");
-    arguments->control.AddTo(*command, {"table", "json", "raw"});
-    command->callback([arguments, &action] {
+    const Command command = root.Add(name, description);
+    command.Flag("--check", arguments->check, "Exit with status 7 when a link is down");
+    command.Flag("--watch", arguments->watch, "Show it again whenever something changes, until SIGINT");
+    arguments->control.AddTo(command, {"table", "json", "raw"});
+    command.OnParsed([arguments, &action] {
         action = [arguments] { return arguments->control.Carry([&] { return ShowStatus(*arguments); }); };
     });
 }
 
 }  // namespace
 
-void AddStatusCommands(CLI::App &app, Action &action)
+void AddStatusCommands(Command &root, Action &action)
 {
-    AddCommand(app, action, "status", "Show what a running client knows: identity, switches, storage, links",
+    AddCommand(root, action, "status", "Show what a running client knows: identity, switches, storage, links",
                MakeStatusReport);
-    AddCommand(app, action, "links", "Show the links of a running client, one line a pair", MakeLinksReport);
+    AddCommand(root, action, "links", "Show the links of a running client, one line a pair", MakeLinksReport);
 }
 
 }  // namespace zef
