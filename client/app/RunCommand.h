@@ -22,8 +22,8 @@ struct RunOptions {
 
 // Initialises and starts the library, prints what becomes of links on standard output, answers on the control socket,
 // tells the service manager, serves until SIGINT or SIGTERM, and finishes. SIGUSR1 prints a table of all links, SIGHUP
-// applies the configuration file. Returns Done after a stop that was asked for; otherwise the client did not come up, and
-// the log says why. To be called once per process, by its main thread.
+// applies the configuration file. Returns Done after a stop that was asked for; otherwise the client did not come up,
+// and the log says why. To be called once per process, by its main thread.
 ExitCode RunClient(const RunOptions &options);
 
 }  // namespace zef

@@ -21,7 +21,8 @@ namespace zef {
 // another, never beside another. Gives up by itself at the deadline: the client has its answer by then, and both the
 // next request and the stop of the server wait for the handler. Throws ControlError; anything else that it throws
 // reaches the client as ExitCode::Failed.
-using RequestHandler = std::function<JsonValue(const JsonValue &request, std::chrono::steady_clock::time_point deadline)>;
+using RequestHandler =
+    std::function<JsonValue(const JsonValue &request, std::chrono::steady_clock::time_point deadline)>;
 
 // Submit and Withdraw may be called from any thread.
 class ControlExecutor {

@@ -78,7 +78,8 @@ JsonValue ParseObject(const std::string &line)
     JsonValue value;
     try {
         value = JsonValue::parse(
-            line, [&eyes](int, JsonValue::parse_event_t event, const JsonValue &seen) { return eyes.See(event, seen); });
+            line,
+            [&eyes](int, JsonValue::parse_event_t event, const JsonValue &seen) { return eyes.See(event, seen); });
     } catch (const JsonValue::parse_error &error) {
         throw ControlError(ExitCode::Usage, fmt::format("it is no JSON in UTF-8 (at byte {})", error.byte));
     } catch (const JsonValue::exception &) {

@@ -245,7 +245,8 @@ void KeyFile::CreateDirectory() const
         Require(parent && made);
         GiveToOwnerOf(parent.Get(), made.Get());
     } catch (const std::system_error &error) {
-        throw KeyError(fmt::format("the directory {} of the key files cannot be given to the owner of the one above: {}",
+        throw KeyError(fmt::format("the directory {} of the key files cannot be given to the owner of the one above: "
+                                   "{}",
                                    directory, ErrorText(error.code().value())));
     }
 }

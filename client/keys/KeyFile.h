@@ -32,8 +32,9 @@ public:
 
     explicit KeyFile(std::string path);
 
-    // Accepts a regular file that belongs to the effective user or to root and grants nothing to anybody else; when this
-    // program runs as root, also one of the directory's owner. Does not follow a symbolic link. Throws what OpenKeyDirectory does.
+    // Accepts a regular file that belongs to the effective user or to root and grants nothing to anybody else; when
+    // this program runs as root, also one of the directory's owner. Does not follow a symbolic link. Throws what
+    // OpenKeyDirectory does.
     Contents Read(uint32_t domain) const;
 
     // Run by root, gives the file to the directory's owner, which is the user that the service runs as.

@@ -11,8 +11,8 @@
 
 namespace zef {
 
-// Reads a request strictly: all functions throw ControlError(Usage) for a member that is missing or of another kind. The
-// request must outlive the object.
+// Reads a request strictly: all functions throw ControlError(Usage) for a member that is missing or of another kind.
+// The request must outlive the object.
 class Arguments {
 public:
     // Also when the request has a member that is neither its envelope's nor one of `known`.

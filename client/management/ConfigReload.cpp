@@ -45,8 +45,8 @@ void RequireSameUuid(const ConfigNode &config)
     }
     if (uuid != held.GetUuid()) {
         throw ControlError(ExitCode::Failed,
-                           fmt::format("the file holds another UUID, {}; restart the client to run under it; nothing was "
-                                       "changed",
+                           fmt::format("the file holds another UUID, {}; restart the client to run under it; nothing "
+                                       "was changed",
                                        uuid));
     }
 }

@@ -170,7 +170,7 @@ std::string SaveRunningState(const std::string &path)
     }
     const int changes = Edit(config);
     if (changes == 0) {
-        return fmt::format("{} says so already", path);
+        return fmt::format("{} holds what is running already", path);
     }
     RequireSafe(document, path);
     Save(document, path);

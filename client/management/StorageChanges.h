@@ -9,9 +9,9 @@
 
 namespace zef {
 
-// All functions are to be called while the thread holds a TaskPause. They refuse with ControlError, and have then changed
-// nothing; they return what was done, as a sentence for the operator. Links come up and end later, on other threads.
-// `sealed` is a password as `zef_client password encrypt` prints it.
+// All functions are to be called while the thread holds a TaskPause. They refuse with ControlError, and have then
+// changed nothing; they return what was done, as a sentence for the operator. Links come up and end later, on other
+// threads. `sealed` is a password as `zef_client password encrypt` prints it.
 
 struct StorageDescription {
     std::string name;

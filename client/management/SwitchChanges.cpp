@@ -22,7 +22,8 @@ void RequireRule(int deduplication, int compression)
 {
     if (compression != 0 && deduplication == 0) {
         throw ControlError(ExitCode::Failed,
-                           "compression needs deduplication: the client would not start like that; nothing was changed");
+                           "compression needs deduplication: the client would not start like that; nothing was "
+                           "changed");
     }
 }
 

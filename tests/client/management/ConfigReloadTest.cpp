@@ -30,8 +30,8 @@ protected:
                const std::string &user, const std::string &password, const std::string &rest) const
     {
         WriteText("<Uuid>" + uuid + "</Uuid><Deduplication>" + deduplication +
-                  "</Deduplication><Compression>OFF</Compression><StorageObject><Name>" + name + "</Name><User>" + user +
-                  "</User><Password>" + password + "</Password>" + rest + "</StorageObject>");
+                  "</Deduplication><Compression>OFF</Compression><StorageObject><Name>" + name + "</Name><User>" +
+                  user + "</User><Password>" + password + "</Password>" + rest + "</StorageObject>");
     }
 
     void WriteText(const std::string &content) const
@@ -95,7 +95,8 @@ TEST_F(ConfigReloadTest, ReplacesAStorageObjectOfAnotherNameOrKind)
 {
     (void)AddWithPairs();
     Write(kUuid, "OFF", "array-2", "zefuser", sealed, "<Ips>127.0.0.11</Ips>");
-    EXPECT_EQ(Apply(), (Sentences{"array-1 is deleted; 2 links end", "array-2 is added with 1 address, being connected"}));
+    EXPECT_EQ(Apply(), (Sentences{"array-1 is deleted; 2 links end",
+                                  "array-2 is added with 1 address, being connected"}));
     Write(kUuid, "OFF", "array-2", "zefuser", sealed, "<LinkType>1</LinkType>");
     EXPECT_EQ(Apply(), (Sentences{"array-2 is deleted; 0 links end",
                                   "array-2 is added; its Fibre Channel link is looked for"}));
@@ -104,7 +105,8 @@ TEST_F(ConfigReloadTest, ReplacesAStorageObjectOfAnotherNameOrKind)
 TEST_F(ConfigReloadTest, DeletesAndAddsTheStorageObjectAsAWhole)
 {
     (void)AddWithPairs();
-    WriteText(std::string("<Uuid>") + kUuid + "</Uuid><Deduplication>OFF</Deduplication><Compression>OFF</Compression>");
+    WriteText(std::string("<Uuid>") + kUuid +
+              "</Uuid><Deduplication>OFF</Deduplication><Compression>OFF</Compression>");
     EXPECT_EQ(Apply(), (Sentences{"array-1 is deleted; 2 links end"}));
     Write(kUuid, "OFF", "array-1", "zefuser", sealed, "<Ips>127.0.0.11</Ips>");
     EXPECT_EQ(Apply(), (Sentences{"array-1 is added with 1 address, being connected"}));

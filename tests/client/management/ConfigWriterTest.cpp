@@ -14,7 +14,8 @@ class ConfigWriterTest : public RegistryTest {
 protected:
     std::string Document(const std::string &storage) const
     {
-        return "<?xml version=\"1.0\"?>\n<Config>\n    <Uuid type=\"string\">0123abcd-ABCD-0a1B-9f9F-00112233aabb</Uuid>\n"
+        return "<?xml version=\"1.0\"?>\n<Config>\n"
+               "    <Uuid type=\"string\">0123abcd-ABCD-0a1B-9f9F-00112233aabb</Uuid>\n"
                "    <Deduplication type=\"string\">OFF</Deduplication>\n"
                "    <Compression type=\"string\">OFF</Compression>\n" +
                storage + "</Config>\n";
@@ -22,7 +23,8 @@ protected:
 
     std::string Storage(const std::string &user, const std::string &addresses) const
     {
-        return "    <StorageObject>\n        <Name type=\"string\">array-1</Name>\n        <User type=\"string\">" + user +
+        return "    <StorageObject>\n        <Name type=\"string\">array-1</Name>\n"
+               "        <User type=\"string\">" + user +
                "</User>\n        <Password type=\"string\">" + sealed + "</Password>\n" + addresses +
                "    </StorageObject>\n";
     }
@@ -58,7 +60,7 @@ TEST_F(ConfigWriterTest, LeavesAFileAloneThatSaysTheSame)
     const std::string text = Document(Storage("zefuser", Ips("127.0.0.12") + Ips("127.0.0.11"))) + "\n\n";
     WriteFile(path, text);
     (void)AddStorage(Description());
-    EXPECT_EQ(SaveRunningState(path), path + " says so already");
+    EXPECT_EQ(SaveRunningState(path), path + " holds what is running already");
     EXPECT_EQ(Written(), text);
 }
 

@@ -42,8 +42,8 @@ TEST_F(StorageChangesTest, RefusesADescriptionThatTheRegistryWouldRefuse)
     storage = Description();
     storage.user = "abcd";
     EXPECT_REFUSED(AddStorage(storage), ExitCode::Usage,
-                   "\"abcd\" is no user name: 5 to 32 letters, digits and underscores, beginning with a letter; nothing "
-                   "was changed");
+                   "\"abcd\" is no user name: 5 to 32 letters, digits and underscores, beginning with a letter; "
+                   "nothing was changed");
     storage = Description();
     storage.addresses = {"127.0.0.11", "127.0.0.300"};
     EXPECT_REFUSED(AddStorage(storage), ExitCode::Usage,
@@ -168,8 +168,8 @@ TEST_F(StorageChangesTest, DeletesOnePairAndKeepsTheAddressWhileAnotherLeadsToIt
     EXPECT_EQ(storage.GetIpParis(), (std::vector<IpPair>{{"127.0.0.2", "127.0.0.11"}}));
     EXPECT_EQ(storage.GetIps(), "127.0.0.11;127.0.0.12");
     EXPECT_EQ(DeletePair("array-1", "127.0.0.2:127.0.0.11"),
-              "the link 127.0.0.2:127.0.0.11 ends; it was the last one to 127.0.0.11, which is no address of array-1 any "
-              "more");
+              "the link 127.0.0.2:127.0.0.11 ends; it was the last one to 127.0.0.11, which is no address of array-1 "
+              "any more");
     EXPECT_EQ(storage.GetIps(), "127.0.0.12");
 }
 
