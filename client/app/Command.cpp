@@ -2,6 +2,8 @@
 
 #include <CLI/CLI.hpp>
 
+#include <iostream>
+
 #ifndef ZEF_VERSION
 #error "ZEF_VERSION comes from the build"
 #endif
@@ -38,7 +40,7 @@ void Command::RequiredOption(const char *name, std::string &value, const char *d
 
 void Command::Options(const char *name, std::vector<std::string> &values, const char *description) const
 {
-    app->add_option(name, values, description);
+    app->add_option(name, values, description)->allow_extra_args(false);  // one value each time it is given
 }
 
 void Command::Choice(const char *name, std::string &value, const std::vector<std::string> &choices,
@@ -99,6 +101,13 @@ ParseResult ParseCommandLine(int argc, char **argv, const std::function<void(Com
     try {
         app.parse(argc, argv);
         return ParseResult::Command;
+    } catch (const CLI::RequiredError &error) {
+        if (argc > 1 && argv[1][0] != '-' && app.get_subcommands().empty()) {
+            std::cerr << "zef_client: there is no command \"" << argv[1] << "\"; zef_client --help lists them\n";
+            return ParseResult::Wrong;
+        }
+        app.exit(error);
+        return ParseResult::Wrong;
     } catch (const CLI::ParseError &error) {
         return app.exit(error) == 0 ? ParseResult::Help : ParseResult::Wrong;
     }

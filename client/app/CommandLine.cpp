@@ -3,6 +3,8 @@
 #include "app/Command.h"
 #include "app/Commands.h"
 
+#include <exception>
+#include <iostream>
 #include <string>
 
 namespace zef {
@@ -17,6 +19,22 @@ std::string ExitCodesText()
     }
     text.back() = '.';
     return text;
+}
+
+// Output that cannot be written is no success.
+ExitCode CarryOut(const Action &action)
+{
+    try {
+        const ExitCode code = action();
+        if (!std::cout.flush() && code == ExitCode::Done) {
+            std::cerr << "zef_client: the output cannot be written\n";
+            return ExitCode::Failed;
+        }
+        return code;
+    } catch (const std::exception &error) {
+        std::cerr << "zef_client: " << error.what() << '\n';
+        return ExitCode::Failed;
+    }
 }
 
 }  // namespace
@@ -34,7 +52,7 @@ int RunCommandLine(int argc, char **argv)
     };
     switch (ParseCommandLine(argc, argv, addCommands, ExitCodesText())) {
     case ParseResult::Command:
-        return ToStatus(action());
+        return ToStatus(CarryOut(action));
     case ParseResult::Help:
         return ToStatus(ExitCode::Done);
     default:

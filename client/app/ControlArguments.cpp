@@ -52,6 +52,10 @@ ExitCode ControlArguments::Carry(const std::function<ExitCode()> &work) const
     } catch (const ControlError &error) {
         PrintError(error, IsJson());
         return error.GetCode();
+    } catch (const JsonValue::exception &) {
+        PrintError(ControlError(ExitCode::Failed, "the client's answer cannot be used: it may be of another version"),
+                   IsJson());
+        return ExitCode::Failed;
     }
 }
 

@@ -45,6 +45,9 @@ std::string StatusText()
 std::string LinksUpText()
 {
     const std::vector<LinkState> links = IpGateway::Instance().Links();
+    if (links.empty()) {
+        return "no link over IP yet";
+    }
     const auto up = std::count_if(links.begin(), links.end(),
                                   [](const LinkState &link) { return link.phase == LinkPhase::Up; });
     return fmt::format("{} of {} links are up", up, links.size());
@@ -60,7 +63,8 @@ ExitCode Refuse(const char *step)
 }  // namespace
 
 RunningClient::RunningClient(const RunOptions &options, ServiceManager &serviceManager)
-    : manager(serviceManager),
+    : lock(kConfigFile),
+      manager(serviceManager),
       management(kConfigFile, [this] { NotifyChange(); }),
       printer(std::make_unique<StatusPrinter>(STDOUT_FILENO, StatusText))
 {
@@ -73,7 +77,8 @@ RunningClient::RunningClient(const RunOptions &options, ServiceManager &serviceM
                                                   });
         notified = control.get();
     }
-    IpUtilSettings::Instance().Configure({options.gateway.arrayPort, options.probeDeadline, IsWantedAddress});
+    IpUtilSettings::Instance().Configure({options.gateway.arrayPort, options.probeDeadline,
+                                          [this](const std::string &array) { return ProbeBegins(array); }});
     IpGateway::Instance().Start(WithWantedPairs(options.gateway),
                                 [this](const LinkState &state) { LinkChanged(state); });
 }
@@ -108,6 +113,7 @@ ExitCode RunningClient::Start()
     if (ZefConfigStart() != 0) {
         return Refuse("start");
     }
+    management.Open();
     manager.Ready(LinksUpText());
     return ExitCode::Done;
 }
@@ -137,7 +143,7 @@ void RunningClient::ApplyFile()
         for (const std::string &sentence : ApplyConfigFile(kConfigFile)) {
             LogInfo(kComponent, "configuration file: {}", sentence);
         }
-    } catch (const ControlError &error) {
+    } catch (const std::exception &error) {
         LogError(kComponent, "{}", error.what());
     }
     NotifyChange();
@@ -150,6 +156,13 @@ void RunningClient::LinkChanged(const LinkState &state)
     printer->LinkChanged(state);
     NotifyChange();
     manager.Status(LinksUpText());
+}
+
+// Whoever is told now asks, and is answered when the task that probes has ended.
+bool RunningClient::ProbeBegins(const std::string &array)
+{
+    NotifyChange();
+    return IsWantedAddress(array);
 }
 
 void RunningClient::NotifyChange()

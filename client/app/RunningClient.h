@@ -2,6 +2,7 @@
 #ifndef ZEF_CLIENT_APP_RUNNING_CLIENT_H
 #define ZEF_CLIENT_APP_RUNNING_CLIENT_H
 
+#include "app/ConfigLock.h"
 #include "app/RunCommand.h"
 #include "app/StatusPrinter.h"
 #include "control/ControlServer.h"
@@ -19,8 +20,8 @@ namespace zef {
 // task waiting goes first, then whoever asks the library; only then does the library finish, with nothing beside it.
 class RunningClient {
 public:
-    // Opens the control socket first: two clients on one configuration do not get further. Throws ControlError for
-    // that, and std::system_error when the kernel refuses what is needed.
+    // Locks the configuration first: two clients on one do not get further. Throws ControlError for that and for a
+    // control socket that cannot be opened, and std::system_error when the kernel refuses what is needed.
     RunningClient(const RunOptions &options, ServiceManager &manager);
     ~RunningClient();
 
@@ -39,11 +40,13 @@ public:
 
 private:
     void LinkChanged(const LinkState &state);
+    bool ProbeBegins(const std::string &array);
     void NotifyChange();
     void ApplyFile();
 
+    const ConfigLock lock;
     ServiceManager &manager;
-    const Management management;
+    Management management;
     std::unique_ptr<StatusPrinter> printer;
     std::unique_ptr<ControlServer> control;       // none when the options want none
     std::atomic<ControlServer *> notified{nullptr};  // the same, once it can be told of changes

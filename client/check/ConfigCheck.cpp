@@ -77,6 +77,18 @@ void JudgeBytes(const std::string &bytes, const KeyRules &keys, FindingList &fin
     JudgeDocument(document, keys, findings);
 }
 
+CheckResult ResultOf(const std::string &path, FindingList &findings)
+{
+    CheckResult result{path, findings.Take()};
+    for (Finding &finding : result.findings) {
+        if (finding.path.empty()) {
+            finding.path = path;
+        }
+        finding.text = PrintableLogText(finding.text);
+    }
+    return result;
+}
+
 }  // namespace
 
 size_t CheckResult::Count(Severity severity) const
@@ -107,6 +119,9 @@ ExitCode CheckResult::CodeOfErrors() const
     if (std::any_of(findings.begin(), findings.end(), isErrorOfFile)) {
         return ExitCode::ConfigInvalid;
     }
+    if (Has(kKeysUnreadable)) {
+        return ExitCode::NotPermitted;
+    }
     return HasErrors() ? ExitCode::Credential : ExitCode::Done;
 }
 
@@ -117,14 +132,15 @@ CheckResult CheckConfig(const std::string &path, const KeyPaths &keys)
     if (const std::optional<std::string> bytes = ReadConfigBytes(path, findings)) {
         JudgeBytes(*bytes, keyRules, findings);
     }
-    CheckResult result{path, findings.Take()};
-    for (Finding &finding : result.findings) {
-        if (finding.path.empty()) {
-            finding.path = path;
-        }
-        finding.text = PrintableLogText(finding.text);
-    }
-    return result;
+    return ResultOf(path, findings);
+}
+
+CheckResult CheckBytes(const std::string &bytes, const std::string &path, const KeyPaths &keys)
+{
+    FindingList findings;
+    const KeyRules keyRules(keys, findings);
+    JudgeBytes(bytes, keyRules, findings);
+    return ResultOf(path, findings);
 }
 
 std::string PlaceOf(const Finding &finding)

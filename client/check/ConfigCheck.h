@@ -27,8 +27,8 @@ struct CheckResult {
 
     bool Has(const std::string &id) const;
 
-    // NotPermitted when this user may not read the file, ConfigInvalid for errors in it, Credential when all errors are
-    // those of the key files, Done without errors.
+    // NotPermitted when this user may not read the file, ConfigInvalid for errors in it; when all errors are those of
+    // the key files, NotPermitted where this user may not read them, otherwise Credential; Done without errors.
     ExitCode CodeOfErrors() const;
 };
 
@@ -37,6 +37,9 @@ struct CheckResult {
 // bytes end in findings; takes memory in proportion to the file, which is 16 MiB at most. Any thread; takes Mini-XML's
 // error callback and wrap margin of that thread for itself.
 CheckResult CheckConfig(const std::string &path, const KeyPaths &keys);
+
+// The same for bytes that are not, or not yet, in that file.
+CheckResult CheckBytes(const std::string &bytes, const std::string &path, const KeyPaths &keys);
 
 // "FILE:LINE:COLUMN"; the place of the file as a whole is 0:0.
 std::string PlaceOf(const Finding &finding);

@@ -25,6 +25,7 @@ using std::chrono::steady_clock;
 
 // Between two attempts while the client's queue of connections is full.
 constexpr milliseconds kConnectPause(10);
+constexpr milliseconds kLeastMargin{200};
 // Keeps sums of times below the clock's limits.
 constexpr milliseconds kLongestTimeout = std::chrono::hours(24);
 constexpr size_t kReadBytes = 64 * 1024;
@@ -41,7 +42,7 @@ ControlError NotConnected(const std::string &path, int error)
         case ENOTDIR:
         case ECONNREFUSED:
             return ControlError(ExitCode::NotRunning,
-                                fmt::format("no client answers on {}; start one with 'zef_client run'", path));
+                                fmt::format("no client answers on {}; start it with 'systemctl start zef_client' or 'zef_client run'", path));
         case EACCES:
         case EPERM:
             return ControlError(ExitCode::NotPermitted,
@@ -53,6 +54,12 @@ ControlError NotConnected(const std::string &path, int error)
     }
 }
 
+// The client answers that much earlier than this side gives up: what it says of a timeout is worth more.
+milliseconds MarginOf(milliseconds timeout)
+{
+    return std::min(timeout / 2, std::max(timeout / 10, kLeastMargin));
+}
+
 std::string RequestLine(const JsonValue &request, milliseconds timeout)
 {
     if (!request.is_object()) {
@@ -60,7 +67,7 @@ std::string RequestLine(const JsonValue &request, milliseconds timeout)
     }
     JsonValue complete = request;
     complete["version"] = kControlVersion;
-    complete.emplace("timeout_ms", std::max<milliseconds::rep>(timeout.count(), 0));
+    complete.emplace("timeout_ms", std::max<milliseconds::rep>((timeout - MarginOf(timeout)).count(), 0));
     try {
         return complete.dump() + '\n';
     } catch (const JsonValue::exception &) {

@@ -1,11 +1,13 @@
 #include "management/ConfigReload.h"
 
+#include "check/AddressRules.h"
+#include "check/ConfigBytes.h"
 #include "check/ConfigCheck.h"
+#include "check/ConfigDocument.h"
 #include "check/KeysAtHand.h"
 #include "control/ControlError.h"
 #include "management/StorageChanges.h"
 
-#include <zef_config/ConfigMgr.h>
 #include <zef_config/DeduplicationConfig.h>
 #include <zef_config/UuidConfig.h>
 #include <zef_config/ZefStorageManager.h>
@@ -22,15 +24,15 @@ namespace {
 
 using Sentences = std::vector<std::string>;
 
-void RequireStartable(const std::string &path)
+void RequireStartable(const std::string &bytes, const std::string &path)
 {
-    const CheckResult result = CheckConfig(path, KeysAtHand());
+    const CheckResult result = CheckBytes(bytes, path, KeysAtHand());
     if (!result.RefusesStart()) {
         return;
     }
     const auto refusing = std::find_if(result.findings.begin(), result.findings.end(),
                                        [](const Finding &finding) { return finding.refusesStart; });
-    throw ControlError(ExitCode::ConfigInvalid,
+    throw ControlError(result.CodeOfErrors(),
                        fmt::format("{} is refused, nothing was changed: {}; zef_client check tells all", path,
                                    refusing->text));
 }
@@ -51,12 +53,13 @@ void RequireSameUuid(const ConfigNode &config)
     }
 }
 
-std::optional<StorageDescription> ReadStorage(const ConfigNode &config)
+std::optional<StorageDescription> ReadStorage(mxml_node_t *config)
 {
-    const ConfigNode element = config.Get("StorageObject");
-    if (element.Size() == 0) {
+    const std::vector<mxml_node_t *> elements = ChildElements(config, "StorageObject");
+    if (elements.empty()) {
         return std::nullopt;
     }
+    const ConfigNode element(elements.front());
     StorageDescription storage;
     storage.name = element.Get("Name").GetString();
     storage.user = element.Get("User").GetString();
@@ -65,12 +68,7 @@ std::optional<StorageDescription> ReadStorage(const ConfigNode &config)
         storage.linkType = StorageLinkType::kFibreChannel;
         return storage;
     }
-    std::set<std::string> addresses;  // the registry keeps each once
-    const ConfigNode ips = element.Get("Ips");
-    for (int i = 0; i < ips.Size(); ++i) {
-        addresses.insert(ips[i].GetString());
-    }
-    storage.addresses.assign(addresses.begin(), addresses.end());
+    storage.addresses = EffectiveAddresses(elements.front());
     return storage;
 }
 
@@ -105,22 +103,40 @@ Sentences ChangeStorage(const ZefStorage &present, const StorageDescription &wan
     return sentences;
 }
 
+// Its links would all end, and steps towards it that are queued belong to the old one.
+void RequireSameStorage(const StorageDescription &wanted)
+{
+    const std::vector<ZefStorage> &present = ZefStorageManager::GetStorageAll();
+    const bool isAnother = !present.empty() && (present.front().GetName() != wanted.name ||
+                                                present.front().GetLinkType() != wanted.linkType);
+    if (isAnother) {
+        throw ControlError(ExitCode::Failed,
+                           "the file holds a storage object of another name or link type; restart the client to connect "
+                           "to that; nothing was changed");
+    }
+}
+
+bool SaysTheSame(const ZefStorage &present, const StorageDescription &wanted)
+{
+    const std::set<std::string> addresses(wanted.addresses.begin(), wanted.addresses.end());
+    return present.GetUser() == wanted.user && present.GetPassword() == wanted.sealed &&
+           present.GetIpList() == addresses;
+}
+
 Sentences ApplyStorage(const std::optional<StorageDescription> &wanted)
 {
     const std::vector<ZefStorage> present = ZefStorageManager::GetStorageAll();
-    const bool isSame = wanted && !present.empty() && present.front().GetName() == wanted->name &&
-                        present.front().GetLinkType() == wanted->linkType;
-    if (isSame) {
-        return ChangeStorage(present.front(), *wanted);
+    if (!wanted) {
+        return present.empty() ? Sentences() : Sentences{DeleteStorage(present.front().GetName())};
     }
-    Sentences sentences;
-    for (const ZefStorage &storage : present) {
-        sentences.push_back(DeleteStorage(storage.GetName()));
+    if (present.empty()) {
+        return {AddStorage(*wanted)};
     }
-    if (wanted) {
-        sentences.push_back(AddStorage(*wanted));
+    if (SaysTheSame(present.front(), *wanted)) {
+        return {};
     }
-    return sentences;
+    RequireUsable(*wanted);
+    return ChangeStorage(present.front(), *wanted);
 }
 
 Sentences ApplySwitches(ConfigNode &config)
@@ -145,17 +161,16 @@ Sentences ApplySwitches(ConfigNode &config)
 
 Sentences ApplyConfigFile(const std::string &path)
 {
-    RequireStartable(path);
-    ConfigMgr manager;
-    (void)manager.ReadConfig(path);  // it could be read a moment ago; what cannot be read now has no element Config
-    ConfigNode config = manager.GetConfig().Get("Config");
-    if (config.Size() == 0) {
-        throw ControlError(ExitCode::Failed, fmt::format("{} is changing; nothing was changed", path));
-    }
+    FindingList findings;
+    const std::string bytes = ReadConfigBytes(path, findings).value_or("");
+    RequireStartable(bytes, path);
+    const ConfigDocument document(bytes);
+    mxml_node_t *const element = ChildElements(document.Root(), "Config").front();
+    ConfigNode config(element);
     RequireSameUuid(config);
-    const std::optional<StorageDescription> wanted = ReadStorage(config);
+    const std::optional<StorageDescription> wanted = ReadStorage(element);
     if (wanted) {
-        RequireUsable(*wanted);
+        RequireSameStorage(*wanted);
     }
     Sentences sentences = ApplyStorage(wanted);
     for (std::string &sentence : ApplySwitches(config)) {

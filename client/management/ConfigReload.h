@@ -10,7 +10,7 @@ namespace zef {
 // Applies what differs between file and running state: storage object, user, password, addresses, switches. Links that
 // both know stay as they are. To be called while the thread holds a TaskPause. Returns a sentence for each change.
 // Refuses with ControlError, with nothing changed, when the next start would refuse the file, or when it holds another
-// UUID: that takes a restart.
+// UUID, or a storage object of another name or link type: that takes a restart.
 std::vector<std::string> ApplyConfigFile(const std::string &path);
 
 }  // namespace zef

@@ -1,9 +1,14 @@
 #include "management/ConfigWriter.h"
 
 #include "check/ConfigBytes.h"
+#include "check/ConfigCheck.h"
 #include "check/ConfigDocument.h"
+#include "check/Encoding.h"
 #include "check/FindingList.h"
+#include "check/KeysAtHand.h"
 #include "check/SaveLoss.h"
+#include "check/SavedText.h"
+#include "check/SourceText.h"
 #include "common/Counted.h"
 #include "control/ControlError.h"
 #include "management/StorageChanges.h"
@@ -19,6 +24,8 @@
 #include <vector>
 
 #include <cstring>
+
+#include <sys/stat.h>
 
 namespace zef {
 
@@ -133,11 +140,48 @@ int Edit(ConfigNode config)
     return editor.Changes();
 }
 
-// What was edited must be what the file holds afterwards, in every part.
+// What was edited must be what the file holds afterwards, in every part, and what the next start takes.
 void RequireSafe(const ConfigDocument &document, const std::string &path)
 {
     FindingList findings;
     AddSaveLoss(document, findings);
+    RequireNoLoss(findings.Take(), path);
+    const CheckResult result = CheckBytes(SavedText(document.Root()).value_or(""), path, KeysAtHand());
+    for (const Finding &finding : result.findings) {
+        if (finding.refusesStart && finding.path == path) {  // what is wrong with the keys is no matter of this file
+            throw ControlError(ExitCode::ConfigInvalid,
+                               fmt::format("{} is not written, since the next start would refuse it: {}", path,
+                                           finding.text));
+        }
+    }
+}
+
+// A save puts a new file in the place of the old one.
+struct stat RequirePlainFile(const std::string &path)
+{
+    struct stat status = {};
+    if (lstat(path.c_str(), &status) == 0 && S_ISLNK(status.st_mode)) {
+        throw ControlError(ExitCode::Failed,
+                           fmt::format("{} is not written: it is a symbolic link, which a save would replace", path));
+    }
+    return status;
+}
+
+void RequireUnchanged(const std::string &path, const struct stat &before)
+{
+    struct stat now = {};
+    const bool isSame = lstat(path.c_str(), &now) == 0 && now.st_ino == before.st_ino &&
+                        now.st_mtim.tv_sec == before.st_mtim.tv_sec && now.st_mtim.tv_nsec == before.st_mtim.tv_nsec;
+    if (!isSame) {
+        throw ControlError(ExitCode::Failed,
+                           fmt::format("{} is not written: somebody else is changing it; ask again", path));
+    }
+}
+
+void RequireSameEncoding(const std::string &bytes, const std::string &path)
+{
+    FindingList findings;
+    AddEncodingFindings(bytes, SourceText(bytes), findings);
     RequireNoLoss(findings.Take(), path);
 }
 
@@ -155,12 +199,17 @@ void Save(const ConfigDocument &document, const std::string &path)
 
 void RequireSavable(const std::string &path)
 {
+    (void)RequirePlainFile(path);
     RequireNoLoss(FindSaveLoss(path), path);
+    RequireSameEncoding(ReadBytes(path), path);
 }
 
 std::string SaveRunningState(const std::string &path)
 {
-    const ConfigDocument document(ReadBytes(path));
+    const struct stat before = RequirePlainFile(path);
+    const std::string bytes = ReadBytes(path);
+    RequireSameEncoding(bytes, path);
+    const ConfigDocument document(bytes);
     const ConfigNode config = document.Root() == nullptr ? ConfigNode() : ConfigNode(document.Root()).Get("Config");
     if (config.Size() != 1 || config.Get("StorageObject").Size() > static_cast<int>(kMaxStorages)) {
         throw ControlError(ExitCode::ConfigInvalid,
@@ -173,6 +222,7 @@ std::string SaveRunningState(const std::string &path)
         return fmt::format("{} holds what is running already", path);
     }
     RequireSafe(document, path);
+    RequireUnchanged(path, before);
     Save(document, path);
     return fmt::format("{} is written: {}", path, Counted(static_cast<size_t>(changes), "change", "changes"));
 }

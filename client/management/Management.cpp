@@ -32,6 +32,9 @@ using Json = nlohmann::json;
 
 Json Done(std::vector<std::string> sentences)
 {
+    for (const std::string &sentence : sentences) {
+        LogInfo("management", "{}", sentence);
+    }
     return {{"done", std::move(sentences)}};
 }
 
@@ -43,11 +46,11 @@ Json Change(const Arguments &arguments, const std::string &configPath, const std
         RequireSavable(configPath);
     }
     std::vector<std::string> sentences = {change()};
-    LogInfo("management", "{}", sentences.front());
     if (save) {
         try {
             sentences.push_back(SaveRunningState(configPath));
         } catch (const ControlError &error) {
+            LogInfo("management", "{}", sentences.front());
             throw ControlError(error.GetCode(), fmt::format("{}; but that is not saved and ends with the client: {}",
                                                             sentences.front(), error.what()));
         }
@@ -96,6 +99,9 @@ Json DeleteAddressesRequest(const Json &request, const std::string &configPath)
 Json DeletePairRequest(const Json &request, const std::string &configPath)
 {
     const Arguments arguments(request, {"name", "pair", "save"});
+    if (arguments.Flag("save")) {
+        RequireLastPair(arguments.Text("name"), arguments.Text("pair"));
+    }
     return Change(arguments, configPath, [&] { return DeletePair(arguments.Text("name"), arguments.Text("pair")); });
 }
 
@@ -159,7 +165,7 @@ Json RetryRequest(const Json &request, const std::string &)
     const Arguments none(request, {});
     std::vector<std::string> sentences;
     for (const IpPair &pair : IpGateway::Instance().RetryNow()) {
-        sentences.push_back(fmt::format("{} -> {} is logged in now", pair.first, pair.second));
+        sentences.push_back(fmt::format("{} -> {} is tried now; zef_client links shows the result", pair.first, pair.second));
     }
     for (const ZefStorage &storage : ZefStorageManager::GetStorageAll()) {
         for (std::string &sentence : BeginAgain(storage)) {
@@ -189,6 +195,26 @@ Json LogLevelRequest(const Json &request, const std::string &)
     result["level"] = present;
     return result;
 }
+
+// Tells of a change when it goes out of scope.
+class Notice {
+public:
+    Notice(bool isDue, const std::function<void()> &listener) : due(isDue), tell(listener) {}
+
+    ~Notice()
+    {
+        if (due) {
+            tell();
+        }
+    }
+
+    Notice(const Notice &) = delete;
+    Notice &operator=(const Notice &) = delete;
+
+private:
+    const bool due;
+    const std::function<void()> &tell;
+};
 
 using Operation = Json (*)(const Json &request, const std::string &configPath);
 
@@ -230,11 +256,11 @@ Json Management::Handle(const Json &request, std::chrono::steady_clock::time_poi
         throw ControlError(ExitCode::TimedOut,
                            "the client is busy with a login or a search for addresses; nothing was changed");
     }
-    Json result = operation(request, configPath);
-    if (operation != StatusRequest) {
-        onChange();
+    if (!isOpen) {
+        throw ControlError(ExitCode::NotRunning, "the client has not started; nothing was changed");
     }
-    return result;
+    const Notice notice(operation != StatusRequest, onChange);
+    return operation(request, configPath);
 }
 
 }  // namespace zef

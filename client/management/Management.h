@@ -15,8 +15,12 @@ namespace zef {
 class Management {
 public:
     // `configPath`: the configuration file that `save` and `reload` mean. `onChange` is called after each request that
-    // may have changed something, by the thread that carries it out.
+    // may have changed something, also one that failed half-way, by the thread that carries it out.
     Management(std::string configPath, std::function<void()> onChange);
+
+    // Until then requests are refused: the library has not started, or not as a whole. To be called while the thread
+    // holds a TaskPause.
+    void Open() { isOpen = true; }
 
     // Operations and their arguments (all texts unless said otherwise):
     //   status                                         see TakeClientStatus
@@ -35,6 +39,7 @@ public:
 private:
     const std::string configPath;
     const std::function<void()> onChange;
+    bool isOpen = false;  // guarded by whoever holds a TaskPause
 };
 
 }  // namespace zef

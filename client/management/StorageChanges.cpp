@@ -5,6 +5,7 @@
 #include "gateway/IpGateway.h"
 #include "iputil/ProbeRecord.h"
 #include "keys/KeyCommands.h"
+#include "management/StaleSteps.h"
 
 #include <zef_config/ZefStorageController.h>
 #include <zef_config/ZefStorageManager.h>
@@ -60,7 +61,15 @@ void RequireSealed(const std::string &sealed)
     explicit_bzero(plain.data(), plain.size());
     if (!isOpen) {
         Refuse(ExitCode::Credential,
-               "the client's keys do not open the encrypted password; zef_client password encrypt makes one");
+               "the client's keys do not open the encrypted password; zef_client password encrypt makes one, and a client "
+               "whose key files were made anew takes these when it is restarted");
+    }
+}
+
+void RequireOnce(const std::vector<std::string> &addresses)
+{
+    if (std::set<std::string>(addresses.begin(), addresses.end()).size() != addresses.size()) {
+        Refuse(ExitCode::Usage, "an address is given twice");
     }
 }
 
@@ -71,8 +80,18 @@ void RequireAddresses(const std::vector<std::string> &addresses)
             Refuse(ExitCode::Usage, fmt::format("\"{}\" is not an IPv4 address", address));
         }
     }
-    if (std::set<std::string>(addresses.begin(), addresses.end()).size() != addresses.size()) {
-        Refuse(ExitCode::Usage, "an address is given twice");
+    RequireOnce(addresses);
+}
+
+// A second chain of tries would never end beside the first.
+void RequireNothingQueued(const std::vector<std::string> &addresses)
+{
+    for (const std::string &address : addresses) {
+        if (StaleSteps::Instance().IsQueued(address)) {
+            Refuse(ExitCode::Failed, fmt::format("{} was deleted a moment ago and its next try is still queued; ask again "
+                                                 "in 2 seconds",
+                                                 address));
+        }
     }
 }
 
@@ -120,6 +139,7 @@ void Connect(const std::string &name, const std::vector<std::string> &addresses)
 // A copy of the pairs: what ends them changes the list.
 void EndLinks(const std::vector<IpPair> pairs)
 {
+    StaleSteps::Instance().NotePairs(pairs);
     for (const auto &[local, array] : pairs) {
         (void)IpGateway::Instance().DeleteLink(local, array);  // -1: the gateway has not been asked for it yet
     }
@@ -136,9 +156,19 @@ std::vector<IpPair> PairsTowards(const ZefStorage &storage, const std::vector<st
 
 void ForgetProbes(const std::vector<std::string> &addresses)
 {
+    StaleSteps::Instance().NoteAddresses(addresses);
     for (const std::string &address : addresses) {
         ForgetProbe(address);
     }
+}
+
+bool IsRegistered(const IpPair &pair)
+{
+    const std::vector<ZefStorage> &storages = ZefStorageManager::GetStorageAll();
+    return std::any_of(storages.begin(), storages.end(), [&pair](const ZefStorage &storage) {
+        const std::vector<IpPair> &pairs = storage.GetIpParis();
+        return std::find(pairs.begin(), pairs.end(), pair) != pairs.end();
+    });
 }
 
 IpPair ParsePair(const std::string &text)
@@ -166,6 +196,7 @@ void RequireUsable(const StorageDescription &storage)
 std::string AddStorage(const StorageDescription &storage)
 {
     RequireUsable(storage);
+    RequireNothingQueued(storage.addresses);
     const std::vector<ZefStorage> &present = ZefStorageManager::GetStorageAll();
     if (present.size() >= kMaxStorages) {
         Refuse(ExitCode::Failed, fmt::format("the client has a storage object already, {}; it takes one at most",
@@ -208,6 +239,7 @@ std::string AddAddresses(const std::string &name, const std::vector<std::string>
         }
     }
     RequireRoom(storage.GetIpList().size() + addresses.size());
+    RequireNothingQueued(addresses);
     RequireDone(ZefStorageManager::AddStorageIps(name, Joined(addresses, ";")), "add the addresses");
     Connect(name, addresses);
     return fmt::format("{} has {} more, being connected", name, Addresses(addresses.size()));
@@ -216,6 +248,7 @@ std::string AddAddresses(const std::string &name, const std::vector<std::string>
 std::string DeleteAddresses(const std::string &name, const std::vector<std::string> &addresses)
 {
     const ZefStorage storage = Existing(name);
+    RequireOnce(addresses);
     for (const std::string &address : addresses) {
         if (storage.GetIpList().count(address) == 0 && !storage.FindByIp(address)) {
             Refuse(ExitCode::Failed, fmt::format("{} has no address \"{}\"", name, address));
@@ -234,7 +267,7 @@ std::string DeletePair(const std::string &name, const std::string &pair)
 {
     const ZefStorage &storage = Existing(name);
     const IpPair parsed = ParsePair(pair);
-    if (!IsWantedPair(parsed.first, parsed.second)) {
+    if (!IsRegistered(parsed)) {
         Refuse(ExitCode::Failed, fmt::format("{} has no pair {}", name, pair));
     }
     ZefStorageManager::DeleteStorageIpPair(name, pair);
@@ -245,6 +278,18 @@ std::string DeletePair(const std::string &name, const std::string &pair)
     ForgetProbes({parsed.second});
     return fmt::format("the link {} ends; it was the last one to {}, which is no address of {} any more", pair,
                        parsed.second, name);
+}
+
+void RequireLastPair(const std::string &name, const std::string &pair)
+{
+    const IpPair parsed = ParsePair(pair);
+    for (const auto &[local, array] : Existing(name).GetIpParis()) {
+        if (array == parsed.second && local != parsed.first) {
+            Refuse(ExitCode::Failed, fmt::format("this cannot be saved while {}:{} is there, too: the file holds "
+                                                 "addresses, and the next start would make the pair anew",
+                                                 local, array));
+        }
+    }
 }
 
 std::string SetUser(const std::string &name, const std::string &user, const std::string &sealed)
@@ -258,6 +303,7 @@ std::string SetUser(const std::string &name, const std::string &user, const std:
 
 bool IsWantedAddress(const std::string &array)
 {
+    StaleSteps::Instance().AddressStepBegan(array);
     const std::vector<ZefStorage> &storages = ZefStorageManager::GetStorageAll();
     return std::any_of(storages.begin(), storages.end(),
                        [&array](const ZefStorage &storage) { return storage.GetIpList().count(array) != 0; });
@@ -266,11 +312,8 @@ bool IsWantedAddress(const std::string &array)
 bool IsWantedPair(const std::string &local, const std::string &array)
 {
     const IpPair pair(local, array);
-    const std::vector<ZefStorage> &storages = ZefStorageManager::GetStorageAll();
-    return std::any_of(storages.begin(), storages.end(), [&pair](const ZefStorage &storage) {
-        const std::vector<IpPair> &pairs = storage.GetIpParis();
-        return std::find(pairs.begin(), pairs.end(), pair) != pairs.end();
-    });
+    StaleSteps::Instance().PairStepBegan(pair);
+    return IsRegistered(pair);
 }
 
 }  // namespace zef

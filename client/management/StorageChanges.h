@@ -43,6 +43,10 @@ std::string DeleteAddresses(const std::string &name, const std::vector<std::stri
 // Ends one link, given as local address, ":", array address; with the last link to it the array address goes too.
 std::string DeletePair(const std::string &name, const std::string &pair);
 
+// Refuses a pair that is not the last one towards its array address: the configuration file holds addresses, so the next
+// start would make it anew.
+void RequireLastPair(const std::string &name, const std::string &pair);
+
 // For logins from now on; links that are up stay.
 std::string SetUser(const std::string &name, const std::string &user, const std::string &sealed);
 

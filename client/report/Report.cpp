@@ -48,11 +48,23 @@ std::string WithoutTrailingBlanks(const std::string &text)
     return result;
 }
 
+std::string Heading(const Section &section)
+{
+    std::string line;
+    for (const Column &column : section.columns) {
+        line += (line.empty() ? "" : " ") + std::string(column.name);
+    }
+    return line + "\n";
+}
+
 std::string RenderText(const Section &section, ReportFormat format, bool isTerminal)
 {
     const bool isEmpty = section.rows.empty();
     if (isEmpty && format == ReportFormat::Table) {
         return std::string(section.whenEmpty) + "\n";
+    }
+    if (isEmpty) {
+        return Heading(section);  // libsmartcols prints none over no rows
     }
     return WithoutTrailingBlanks(RenderSection(section, format, isTerminal));
 }

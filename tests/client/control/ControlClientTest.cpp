@@ -96,12 +96,12 @@ TEST_F(ControlClientTest, HearsTheRefusalOfARequestThatIsNotReadToItsEnd)
 
 TEST_F(ControlClientTest, SaysWhenNoClientRuns)
 {
-    const std::string text = "5: no client answers on " + options.path + "; start one with 'zef_client run'";
+    const std::string text = "5: no client answers on " + options.path + "; start it with 'systemctl start zef_client' or 'zef_client run'";
     EXPECT_EQ(Failed(kStatus), text);
     Listen().Close();
     EXPECT_EQ(Failed(kStatus), text);
     options.path = folder.File("not/there");
-    EXPECT_EQ(Failed(kStatus), "5: no client answers on " + options.path + "; start one with 'zef_client run'");
+    EXPECT_EQ(Failed(kStatus), "5: no client answers on " + options.path + "; start it with 'systemctl start zef_client' or 'zef_client run'");
 }
 
 TEST_F(ControlClientTest, SaysWhenTheFileSystemDoesNotPermit)

@@ -1,13 +1,9 @@
 #include "management/ConfigReload.h"
 
 #include "RegistryTest.h"
-#include "keys/KeyCommands.h"
-#include "support/OptFolder.h"
 
 #include <zef_config/ConfigMgr.h>
 #include <zef_config/UuidConfig.h>
-
-#include <filesystem>
 
 namespace zef {
 namespace {
@@ -18,7 +14,6 @@ class ConfigReloadTest : public RegistryTest {
 protected:
     ConfigReloadTest()
     {
-        OptFolder::RequirePrivate();
         Write(kUuid, "OFF", "array-1", "zefuser", sealed, "<Ips>127.0.0.11</Ips><Ips>127.0.0.12</Ips>");
         ConfigMgr manager;
         manager.ReadConfig(OptFolder::kConfigFile);
@@ -37,9 +32,7 @@ protected:
     void WriteText(const std::string &content) const
     {
         OptFolder::WriteConfig("<?xml version=\"1.0\"?>\n<Config>" + content + "</Config>\n");
-        KeyStore(kPrimaryKeyFile, kStandbyKeyFile).CreateDirectories();
-        std::filesystem::copy_file(keys.primary, kPrimaryKeyFile);
-        std::filesystem::copy_file(keys.standby, kStandbyKeyFile);
+        InstallKeys();
     }
 
     static std::vector<std::string> Apply() { return ApplyConfigFile(OptFolder::kConfigFile); }
@@ -91,15 +84,26 @@ TEST_F(ConfigReloadTest, ChangesUserAndPassword)
     EXPECT_EQ(Storage().GetIpParis().size(), 2U);
 }
 
-TEST_F(ConfigReloadTest, ReplacesAStorageObjectOfAnotherNameOrKind)
+TEST_F(ConfigReloadTest, RefusesAStorageObjectOfAnotherNameOrKind)
 {
     (void)AddWithPairs();
-    Write(kUuid, "OFF", "array-2", "zefuser", sealed, "<Ips>127.0.0.11</Ips>");
-    EXPECT_EQ(Apply(), (Sentences{"array-1 is deleted; 2 links end",
-                                  "array-2 is added with 1 address, being connected"}));
-    Write(kUuid, "OFF", "array-2", "zefuser", sealed, "<LinkType>1</LinkType>");
-    EXPECT_EQ(Apply(), (Sentences{"array-2 is deleted; 0 links end",
-                                  "array-2 is added; its Fibre Channel link is looked for"}));
+    const char *const another = "the file holds a storage object of another name or link type; restart the client to "
+                                "connect to that; nothing was changed";
+    Write(kUuid, "ON", "array-2", "zefuser", sealed, "<Ips>127.0.0.11</Ips>");
+    EXPECT_REFUSED(Apply(), ExitCode::Failed, another);
+    Write(kUuid, "ON", "array-1", "zefuser", sealed, "<LinkType>1</LinkType>");
+    EXPECT_REFUSED(Apply(), ExitCode::Failed, another);
+    EXPECT_EQ(Storage().GetIpParis().size(), 2U);
+    EXPECT_EQ(DeduplicationConfig::GetInstance().GetDeduplication(), 0);
+}
+
+TEST_F(ConfigReloadTest, TakesSeveralAddressesInOneElementAsAStartDoes)
+{
+    (void)AddWithPairs();
+    Write(kUuid, "OFF", "array-1", "zefuser", sealed, "<Ips>127.0.0.12;127.0.0.11</Ips>");
+    EXPECT_EQ(Apply(), (Sentences{"the running client and its file say the same"}));
+    Write(kUuid, "OFF", "array-1", "zefuser", sealed, "<Ips>127.0.0.12;127.0.0.11;127.0.0.13</Ips>");
+    EXPECT_EQ(Apply(), (Sentences{"array-1 has 1 address more, being connected"}));
 }
 
 TEST_F(ConfigReloadTest, DeletesAndAddsTheStorageObjectAsAWhole)

@@ -9,7 +9,9 @@
 #include "gateway/IpGateway.h"
 #include "iputil/IpUtilSettings.h"
 #include "iputil/ProbeRecord.h"
+#include "keys/KeyCommands.h"
 #include "management/StorageChanges.h"
+#include "support/OptFolder.h"
 
 #include <zef_config/DeduplicationConfig.h>
 #include <zef_config/ZefStorageManager.h>
@@ -17,6 +19,7 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <optional>
 #include <string>
 
@@ -30,6 +33,9 @@ class RegistryTest : public ::testing::Test {
 protected:
     RegistryTest()
     {
+        OptFolder::RequirePrivate();
+        OptFolder::Clear();
+        InstallKeys();
         IpUtilSettings::Instance().Configure({kClosedPort, std::chrono::seconds(1), IsWantedAddress});
         EXPECT_EQ(IpGateway::Instance().SetClientUuid("0123abcd-ABCD-0a1B-9f9F-00112233aabb"), 0);
         EXPECT_EQ(WoxUtil::Init(TestFiles::kDomain, keys.primary, keys.standby), 0);
@@ -40,10 +46,20 @@ protected:
 
     ~RegistryTest() override
     {
+        ForgetSteps();
         ZefStorageManager::Clear();
         WoxUtil::Finish();
         CloseSharedBaseConfig();
         shm_unlink(segment.c_str());
+    }
+
+    // Puts the keys where a start looks for them.
+    void InstallKeys() const
+    {
+        std::filesystem::create_directories(OptFolder::kConfFolder);
+        KeyStore(kPrimaryKeyFile, kStandbyKeyFile).CreateDirectories();
+        std::filesystem::copy_file(keys.primary, kPrimaryKeyFile);
+        std::filesystem::copy_file(keys.standby, kStandbyKeyFile);
     }
 
     StorageDescription Description() const
@@ -70,6 +86,17 @@ protected:
             return std::nullopt;
         } catch (const ControlError &error) {
             return std::pair<ExitCode, std::string>(error.GetCode(), error.what());
+        }
+    }
+
+    // As if the steps that a test left in the queue had had their turns.
+    static void ForgetSteps()
+    {
+        for (const char *const array : {"127.0.0.11", "127.0.0.12", "127.0.0.13", "127.0.0.14"}) {
+            (void)IsWantedAddress(array);
+            (void)IsWantedPair("127.0.0.1", array);
+            (void)IsWantedPair("127.0.0.2", array);
+            ForgetProbe(array);
         }
     }
 

@@ -74,8 +74,8 @@ TEST_F(StorageChangesTest, RefusesAPasswordThatItsKeysDoNotOpen)
     StorageDescription storage = Description();
     storage.sealed = "the-password";
     EXPECT_REFUSED(AddStorage(storage), ExitCode::Credential,
-                   "the client's keys do not open the encrypted password; zef_client password encrypt makes one; "
-                   "nothing was changed");
+                   "the client's keys do not open the encrypted password; zef_client password encrypt makes one, and a "
+                   "client whose key files were made anew takes these when it is restarted; nothing was changed");
     EXPECT_TRUE(All().empty());
 }
 
@@ -159,6 +159,42 @@ TEST_F(StorageChangesTest, DeletesAllAddressesOrNone)
                    "array-1 has no address \"127.0.0.13\"; nothing was changed");
     EXPECT_EQ(storage.GetIps(), "127.0.0.11;127.0.0.12");
     EXPECT_EQ(storage.GetIpParis().size(), 2U);
+}
+
+TEST_F(StorageChangesTest, RefusesAnAddressThatIsDeletedTwice)
+{
+    const ZefStorage &storage = AddWithPairs();
+    EXPECT_REFUSED(DeleteAddresses("array-1", {"127.0.0.11", "127.0.0.11"}), ExitCode::Usage,
+                   "an address is given twice; nothing was changed");
+    EXPECT_EQ(storage.GetIps(), "127.0.0.11;127.0.0.12");
+}
+
+TEST_F(StorageChangesTest, TakesAnAddressBackOnlyWhenItsOldTryHasLeftTheQueue)
+{
+    (void)AddStorage(Description());
+    ProbeRecord::Instance().NotReached("127.0.0.12", kClosedPort, "no route");
+    (void)DeleteAddresses("array-1", {"127.0.0.12"});
+    const char *const queued =
+        "127.0.0.12 was deleted a moment ago and its next try is still queued; ask again in 2 seconds; nothing was "
+        "changed";
+    EXPECT_REFUSED(AddAddresses("array-1", {"127.0.0.12"}), ExitCode::Failed, queued);
+    (void)DeleteStorage("array-1");
+    EXPECT_REFUSED(AddStorage(Description()), ExitCode::Failed, queued);
+    EXPECT_FALSE(IsWantedAddress("127.0.0.12")) << "the old try has its turn";
+    EXPECT_FALSE(Refusal([this] { AddStorage(Description()); }));
+}
+
+TEST_F(StorageChangesTest, TakesAnAddressBackOnlyWhenTheOldLoginHasLeftTheQueue)
+{
+    IpGateway::Instance().Start({}, nullptr);
+    (void)AddWithPairs();
+    OrnLinkRequest request = {"127.0.0.1", "127.0.0.11", nullptr, 0, 4};
+    EXPECT_EQ(IpGateway::Instance().CreateLink(request), -1);
+    (void)DeleteAddresses("array-1", {"127.0.0.11"});
+    EXPECT_TRUE(Refusal([] { AddAddresses("array-1", {"127.0.0.11"}); }));
+    EXPECT_FALSE(IsWantedPair("127.0.0.1", "127.0.0.11")) << "the old login has its turn";
+    EXPECT_FALSE(Refusal([] { AddAddresses("array-1", {"127.0.0.11"}); }));
+    IpGateway::Instance().Close();
 }
 
 TEST_F(StorageChangesTest, DeletesOnePairAndKeepsTheAddressWhileAnotherLeadsToIt)

@@ -66,6 +66,11 @@ TEST(ReportTest, PrintsAnEmptyListForPrograms)
     EXPECT_EQ(json::parse(Render({Links({})}, ReportFormat::Json, false))["links"], json::array());
 }
 
+TEST(ReportTest, PrintsTheHeadingOfAnEmptyListForScripts)
+{
+    EXPECT_EQ(Render({Links({})}, ReportFormat::Raw, false), "LOCAL TRIES ADDRESSES CAUSE\n");
+}
+
 TEST(ReportTest, LetsNoCellForgeALineOrSteerATerminal)
 {
     const std::string text = Render({Links({{"x", "1", "a", "up\n10.0.0.9 \x1b[2J"}})}, ReportFormat::Table, false);
