@@ -8,10 +8,12 @@
 
 #include <zef_config/ConfigMgr.h>
 
+#include <filesystem>
 #include <functional>
 #include <iostream>
 #include <memory>
 #include <string>
+#include <system_error>
 
 #include <unistd.h>
 
@@ -39,6 +41,21 @@ KeyPaths PathsOf(const KeyArguments &arguments)
 KeyPaths WritablePathsOf(const KeyArguments &arguments)
 {
     return arguments.keyFolder.empty() ? KeyPaths() : KeysIn(arguments.keyFolder);
+}
+
+bool IsClientsFolder(const std::string &folder)
+{
+    std::error_code ignored;  // of a folder that is not there
+    return std::filesystem::equivalent(folder, std::filesystem::path(kPrimaryKeyFile).parent_path(), ignored);
+}
+
+KeyOwner OwnerOf(const KeyArguments &arguments, const KeyPaths &paths)
+{
+    if (paths.oneSuffices) {
+        return KeyOwner::ServiceManager;
+    }
+    const bool clients = arguments.keyFolder.empty() || IsClientsFolder(arguments.keyFolder);
+    return clients ? KeyOwner::Client : KeyOwner::Somebody;
 }
 
 // The returned command takes further options.
@@ -74,7 +91,7 @@ void AddKeysVerify(const Command &keys, Action &action)
     Add(keys, action, std::make_shared<KeyArguments>(), "verify", "Say what is in the key files; changes nothing",
         [](const KeyArguments &given) {
             const KeyPaths paths = PathsOf(given);
-            return KeysVerify(paths.primary, paths.standby, std::cout, std::cerr);
+            return KeysVerify(paths.primary, paths.standby, std::cout, std::cerr, OwnerOf(given, paths));
         });
 }
 
@@ -93,7 +110,8 @@ void AddKeysRotate(const Command &keys, Action &action)
         Add(keys, action, arguments, "rotate", "Renew the keys; every encrypted password stays good",
             [](const KeyArguments &given) {
                 const KeyPaths paths = WritablePathsOf(given);
-                return KeysRotate(paths.primary, paths.standby, WhichKeys(given), std::cout, std::cerr);
+                return KeysRotate(paths.primary, paths.standby, WhichKeys(given), std::cout, std::cerr,
+                                  OwnerOf(given, paths));
             });
     rotate.Flag("--root", arguments->root, "Only the root key, which the others are encrypted with");
     rotate.Flag("--master", arguments->master, "Only the master key, which passwords are encrypted with");
@@ -105,16 +123,32 @@ void AddPasswordEncrypt(const Command &password, Action &action)
         "Encrypt a password, typed without echo or from standard input, for the configuration file",
         [](const KeyArguments &given) {
             const KeyPaths paths = PathsOf(given);
-            return PasswordEncrypt(paths.primary, paths.standby, STDIN_FILENO, std::cout, std::cerr);
+            return PasswordEncrypt(paths.primary, paths.standby, STDIN_FILENO, std::cout, std::cerr,
+                                   OwnerOf(given, paths));
         });
+}
+
+// Says why the file cannot be read, if so.
+ExitCode RequireReadable(const std::string &path)
+{
+    FindingList findings;
+    if (ReadConfigBytes(path, findings).has_value()) {
+        return ExitCode::Done;
+    }
+    const Finding reason = findings.Take().front();
+    std::cerr << "Error: " << path << ' ' << reason.text << '\n';
+    return reason.id == "not-permitted" ? ExitCode::NotPermitted : ExitCode::ConfigInvalid;
 }
 
 int VerifyPassword(const KeyArguments &arguments)
 {
     const std::string &path = arguments.configFile;
+    if (const ExitCode code = RequireReadable(path); code != ExitCode::Done) {
+        return ToStatus(code);
+    }
     ConfigMgr manager;
-    if (!WhyFileIsUnreadable(path).empty() || manager.ReadConfig(path) != 0) {
-        std::cerr << "Error: " << path << " cannot be read\n";
+    if (manager.ReadConfig(path) != 0) {
+        std::cerr << "Error: " << path << " holds no configuration; zef_client check tells why\n";
         return ToStatus(ExitCode::ConfigInvalid);
     }
     const std::string sealed = manager.GetConfig().Get("Config").Get("StorageObject").Get("Password").GetString();
@@ -123,7 +157,8 @@ int VerifyPassword(const KeyArguments &arguments)
         return ToStatus(ExitCode::ConfigInvalid);
     }
     const KeyPaths paths = PathsOf(arguments);
-    return PasswordVerify(paths.primary, paths.standby, sealed, arguments.compare, STDIN_FILENO, std::cout, std::cerr);
+    return PasswordVerify(paths.primary, paths.standby, sealed, arguments.compare, STDIN_FILENO, std::cout, std::cerr,
+                          OwnerOf(arguments, paths));
 }
 
 void AddPasswordVerify(const Command &password, Action &action)

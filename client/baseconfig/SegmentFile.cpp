@@ -80,6 +80,16 @@ SegmentFile SegmentFile::OpenReadOnly(const std::string &name, std::string &erro
     return Checked(SegmentFile(name, shm_open(name.c_str(), O_RDONLY, 0)), true, error);
 }
 
+bool SegmentFile::IsForbidden(const std::string &name)
+{
+    const int openDescriptor = shm_open(name.c_str(), O_RDONLY, 0);
+    if (openDescriptor < 0) {
+        return errno == EACCES || errno == EPERM;
+    }
+    close(openDescriptor);
+    return false;
+}
+
 // Root may read what a service publishes under a user of its own, and would write to nobody's segment but its own.
 SegmentFile SegmentFile::Checked(SegmentFile file, bool onlyToRead, std::string &error)
 {

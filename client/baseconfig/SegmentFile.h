@@ -18,6 +18,9 @@ public:
     static SegmentFile OpenOrCreate(const std::string &name, std::string &error);
     static SegmentFile OpenReadOnly(const std::string &name, std::string &error);
 
+    // Whether the system keeps this user from reading the segment.
+    static bool IsForbidden(const std::string &name);
+
     SegmentFile(SegmentFile &&other) noexcept;
     ~SegmentFile();
     SegmentFile(const SegmentFile &) = delete;

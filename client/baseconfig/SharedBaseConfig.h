@@ -59,7 +59,8 @@ private:
 };
 
 // Prints the items that have a meaning, one line each with number, name and value, from a segment that another process
-// has published; creates none. 0; or 1, with the reason in `errors`, when there is no usable segment.
+// has published; creates none. Done; or Failed, with the reason in `errors`, when there is no usable segment,
+// NotPermitted when the system does not let this user at it. All as an exit status.
 int PrintSharedItems(std::ostream &output, std::ostream &errors,
                      const std::string &name = kDefaultSharedBaseConfigName);
 

@@ -1,6 +1,8 @@
 #include "baseconfig/SharedItems.h"
 
+#include "baseconfig/SegmentFile.h"
 #include "baseconfig/SharedBaseConfig.h"
+#include "common/ExitCode.h"
 
 #include <fmt/format.h>
 
@@ -16,12 +18,12 @@ int PrintSharedItems(std::ostream &output, std::ostream &errors, const std::stri
     const std::optional<SharedBaseConfig> config = SharedBaseConfig::OpenReadOnly(name, error);
     if (!config.has_value()) {
         errors << error << '\n';
-        return 1;
+        return ToStatus(SegmentFile::IsForbidden(name) ? ExitCode::NotPermitted : ExitCode::Failed);
     }
     for (const SharedItem &item : kSharedItems) {
         output << fmt::format("{}  {:<42}  {}\n", item.number, item.name, config->Get(item.number).value_or(0));
     }
-    return 0;
+    return ToStatus(ExitCode::Done);
 }
 
 }  // namespace zef

@@ -22,8 +22,8 @@ struct CheckOptions {
 // only what keeps the check itself from being done. Changes nothing on the disk.
 //
 // Done, ConfigInvalid for errors in the file or a file that is not there, Credential when all errors are those of the
-// key files, NotPermitted when this user may not read the file, Warnings when `strict` and there is nothing worse,
-// Failed when the result cannot be written.
+// key files, NotPermitted when this user may not read the file or, with no other error, the key files, Warnings when
+// `strict` and there is nothing worse, Failed when the result cannot be written.
 ExitCode CheckCommand(const CheckOptions &options, std::ostream &output, std::ostream &errors);
 
 }  // namespace zef

@@ -1,25 +1,17 @@
 #include "check/KeyRules.h"
 
-#include "common/FileDescriptor.h"
 #include "keys/KeyError.h"
 #include "keys/KeyStore.h"
 
 #include <sodium.h>
 
-#include <cerrno>
-
-#include <fcntl.h>
-
 namespace zef {
 
 namespace {
 
-// Nothing is read: whether it may be read is what is asked.
-bool IsForbidden(const std::string &path)
-{
-    const FileDescriptor file(open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-    return !file && (errno == EACCES || errno == EPERM);
-}
+constexpr const char *kForbiddenHint =
+    ". The keys cannot be read by this user: a client that runs as this user would not start; check as the user that "
+    "the client runs as";
 
 Finding OfKeys(const std::string &path, Severity severity, const std::string &id, const std::string &text)
 {
@@ -38,6 +30,9 @@ std::shared_ptr<const KeyRing> LookAtKeys(const KeyPaths &paths, FindingList &fi
         return loaded.ring;
     } catch (const NoKeysError &error) {
         findings.Add(OfKeys(paths.primary, Severity::Error, "keys-missing", error.what()));
+    } catch (const KeyAccessError &error) {
+        const std::string text = error.what() + std::string(kForbiddenHint);
+        findings.Add(OfKeys(paths.primary, Severity::Error, kKeysUnreadable, text));
     } catch (const KeyError &error) {
         findings.Add(OfKeys(paths.primary, Severity::Error, "keys-refused", error.what()));
     }
@@ -46,18 +41,7 @@ std::shared_ptr<const KeyRing> LookAtKeys(const KeyPaths &paths, FindingList &fi
 
 }  // namespace
 
-KeyRules::KeyRules(const KeyPaths &paths, FindingList &findings)
-{
-    for (const std::string &path : {paths.primary, paths.standby}) {
-        if (IsForbidden(path)) {
-            findings.Add(OfKeys(path, Severity::Warning, "keys-unreadable",
-                                "this user may not read the key file, so the password was not checked; check as the "
-                                "user whom the client runs as"));
-            return;
-        }
-    }
-    ring = LookAtKeys(paths, findings);
-}
+KeyRules::KeyRules(const KeyPaths &paths, FindingList &findings) : ring(LookAtKeys(paths, findings)) {}
 
 bool KeyRules::Opens(const std::string &sealedPassword) const
 {

@@ -11,11 +11,14 @@
 
 namespace zef {
 
+// The id of the finding that this user may not read the key files.
+constexpr const char *kKeysUnreadable = "keys-unreadable";
+
 // Looks at the key files once, without changing them, and opens passwords with what they hold. The plain text is wiped
 // at once.
 class KeyRules {
 public:
-    // Adds what there is to say about the key files, each finding with the path of the file.
+    // Adds what there is to say about the key files, each finding with the path of the primary file.
     KeyRules(const KeyPaths &paths, FindingList &findings);
 
     // False when there are no keys to try it with.

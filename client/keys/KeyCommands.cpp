@@ -112,15 +112,33 @@ std::optional<KeyStoreLock> LockForLooking(const KeyStore &store)
     }
 }
 
-// Throws what is wrong, be it something that stops a client or something that it would repair.
-void PrintVerdict(const KeyStore &store, std::ostream &output)
+KeyStore::Loaded LookAt(const KeyStore &store, KeyOwner owner)
 {
-    const std::vector<std::string> warnings = store.Look(kPasswordDomain).warnings;
-    if (!warnings.empty()) {
-        throw KeyError(warnings.front() + ". The other file suffices: the client repairs this one from it at its start "
-                                          "and whenever it checks the age of its keys");
+    return owner == KeyOwner::ServiceManager ? store.LookAtGiven(kPasswordDomain) : store.Look(kPasswordDomain);
+}
+
+// What becomes of a file that is not as good as the other.
+const char *RepairOf(KeyOwner owner)
+{
+    switch (owner) {
+        case KeyOwner::Client:
+            return "the client repairs this one from it at its start and whenever it checks the age of its keys";
+        case KeyOwner::ServiceManager:
+            return "this one is a copy, which nothing repairs; look at the file that it was made from";
+        case KeyOwner::Somebody:
+            break;
     }
-    output << "Both files are valid and alike.\n";
+    return "zef_client keys rotate repairs this one from it";
+}
+
+// Throws what is wrong, be it something that stops a client or something that can be repaired.
+void PrintVerdict(const KeyStore &store, KeyOwner owner, bool bothThere, std::ostream &output)
+{
+    const std::vector<std::string> warnings = LookAt(store, owner).warnings;
+    if (!warnings.empty()) {
+        throw KeyError(warnings.front() + ". The other file suffices: " + RepairOf(owner));
+    }
+    output << (bothThere ? "Both files are valid and alike.\n" : "The file that was handed over is valid.\n");
 }
 
 KeyRing Rotated(const KeyRing &ring, KeysToRotate which, int64_t now)
@@ -136,7 +154,7 @@ KeyRing Rotated(const KeyRing &ring, KeysToRotate which, int64_t now)
     return ring.WithNewRootKey(now).WithNewMasterKey(now);
 }
 
-void PrintRotation(KeysToRotate which, size_t masterKeyCount, std::ostream &output)
+void PrintRotation(KeysToRotate which, size_t masterKeyCount, KeyOwner owner, std::ostream &output)
 {
     if (which != KeysToRotate::Master) {
         output << "The root key was replaced; it encrypts the master keys.\n";
@@ -145,7 +163,8 @@ void PrintRotation(KeysToRotate which, size_t masterKeyCount, std::ostream &outp
         output << "A new master key was added, " << masterKeyCount << " are held; it encrypts passwords from now on.\n";
     }
     output << "Every password that was encrypted before can still be decrypted. A running client takes the new keys "
-              "over at its next request that needs them.\n";
+           << (owner == KeyOwner::Client ? "over at its next request that needs them.\n"
+                                         : "over once they were handed to it again and it was restarted.\n");
 }
 
 // The plain text, out of the string that it comes in.
@@ -182,7 +201,7 @@ int KeysInit(const std::string &primaryPath, const std::string &standbyPath, boo
 }
 
 int KeysVerify(const std::string &primaryPath, const std::string &standbyPath, std::ostream &output,
-               std::ostream &errors)
+               std::ostream &errors, KeyOwner owner)
 {
     return Guarded(errors, [&] {
         const KeyStore store(primaryPath, standbyPath);
@@ -190,14 +209,15 @@ int KeysVerify(const std::string &primaryPath, const std::string &standbyPath, s
         const KeyFile::Contents primary = Look(store.GetPrimary());
         const KeyFile::Contents standby = Look(store.GetStandby());
         output << KeyTable(store.GetPrimary(), primary, store.GetStandby(), standby, SystemKeyClock().NowSeconds());
-        PrintVerdict(store, output);
+        const bool bothThere = primary.state != KeyFile::State::Absent && standby.state != KeyFile::State::Absent;
+        PrintVerdict(store, owner, bothThere, output);
         RequireWritten(output);
         return ExitCode::Done;
     });
 }
 
 int KeysRotate(const std::string &primaryPath, const std::string &standbyPath, KeysToRotate which,
-               std::ostream &output, std::ostream &errors)
+               std::ostream &output, std::ostream &errors, KeyOwner owner)
 {
     return Guarded(errors, [&] {
         const KeyStore store(primaryPath, standbyPath);
@@ -207,17 +227,17 @@ int KeysRotate(const std::string &primaryPath, const std::string &standbyPath, K
         Change([&] {
             const KeyRing ring = Rotated(*loaded.ring, which, SystemKeyClock().NowSeconds());
             PrintWarnings(store.Save(lock, ring), errors);
-            PrintRotation(which, ring.GetMasterKeys().size(), output);
+            PrintRotation(which, ring.GetMasterKeys().size(), owner, output);
         });
         return ExitCode::Done;
     });
 }
 
 int PasswordEncrypt(const std::string &primaryPath, const std::string &standbyPath, int inputDescriptor,
-                    std::ostream &output, std::ostream &errors)
+                    std::ostream &output, std::ostream &errors, KeyOwner owner)
 {
     return Guarded(errors, [&] {
-        const KeyStore::Loaded loaded = KeyStore(primaryPath, standbyPath).Look(kPasswordDomain);
+        const KeyStore::Loaded loaded = LookAt(KeyStore(primaryPath, standbyPath), owner);
         PrintWarnings(loaded.warnings, errors);
         output << loaded.ring->Seal(PasswordInput(inputDescriptor, errors).Read()) << '\n';
         RequireWritten(output);
@@ -226,10 +246,10 @@ int PasswordEncrypt(const std::string &primaryPath, const std::string &standbyPa
 }
 
 int PasswordVerify(const std::string &primaryPath, const std::string &standbyPath, const std::string &sealed,
-                   bool compare, int inputDescriptor, std::ostream &output, std::ostream &errors)
+                   bool compare, int inputDescriptor, std::ostream &output, std::ostream &errors, KeyOwner owner)
 {
     return Guarded(errors, [&] {
-        const KeyStore::Loaded loaded = KeyStore(primaryPath, standbyPath).Look(kPasswordDomain);
+        const KeyStore::Loaded loaded = LookAt(KeyStore(primaryPath, standbyPath), owner);
         PrintWarnings(loaded.warnings, errors);
         const SecretBuffer password = Open(*loaded.ring, sealed);
         output << "The encrypted password can be decrypted with the present keys.\n";

@@ -8,6 +8,7 @@
 #include <fmt/format.h>
 
 #include <system_error>
+#include <tuple>
 #include <utility>
 
 #include <cerrno>
@@ -205,6 +206,22 @@ KeyFile::Contents KeyFile::Read(uint32_t domain) const
     }
     contents.state = State::Valid;
     return contents;
+}
+
+bool KeyFile::Stamp::operator==(const Stamp &other) const
+{
+    return std::tie(device, inode, bytes, changedSeconds, changedNanoseconds) ==
+           std::tie(other.device, other.inode, other.bytes, other.changedSeconds, other.changedNanoseconds);
+}
+
+// The time of the status' change goes by every write too, and nobody can set it back.
+KeyFile::Stamp KeyFile::GetStamp() const
+{
+    struct stat status = {};
+    if (lstat(path.c_str(), &status) != 0) {
+        return {};
+    }
+    return {status.st_dev, status.st_ino, status.st_size, status.st_ctim.tv_sec, status.st_ctim.tv_nsec};
 }
 
 void KeyFile::Write(const SecretBuffer &bytes) const

@@ -10,6 +10,8 @@
 
 #include <cstdint>
 
+#include <sys/types.h>
+
 namespace zef {
 
 // Reads and replaces the file as a whole. Keeps no descriptor between calls.
@@ -30,12 +32,26 @@ public:
         SecretBuffer bytes;
     };
 
+    // What tells that the file was replaced, written to or made readable. All 0 when it cannot be found.
+    struct Stamp {
+        dev_t device = 0;
+        ino_t inode = 0;
+        off_t bytes = 0;
+        int64_t changedSeconds = 0;
+        int64_t changedNanoseconds = 0;
+
+        bool operator==(const Stamp &other) const;
+    };
+
     explicit KeyFile(std::string path);
 
     // Accepts a regular file that belongs to the effective user or to root and grants nothing to anybody else; when
     // this program runs as root, also one of the directory's owner. Does not follow a symbolic link. Throws what
     // OpenKeyDirectory does.
     Contents Read(uint32_t domain) const;
+
+    // Looks at the file without opening it.
+    Stamp GetStamp() const;
 
     // Run by root, gives the file to the directory's owner, which is the user that the service runs as.
     // Replaces the file so that after a crash at any moment it holds either the old bytes or the new ones; on return

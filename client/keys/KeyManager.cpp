@@ -140,20 +140,22 @@ std::shared_ptr<const KeyRing> KeyManager::NewerRing(const std::shared_ptr<const
 {
     const std::lock_guard<std::mutex> lock(lookMutex);
     const std::shared_ptr<const Source> from = GetSource();
-    if (Ring() == known && from != nullptr && MayLook()) {
+    if (Ring() == known && from != nullptr && MayLook(*from)) {
         TakeOver(*from, known->GetHead().domain);
     }
     return Ring();
 }
 
-// A clock that was set back does not keep anybody from looking.
-bool KeyManager::MayLook()
+// A clock that was set back does not keep anybody from looking. The stamps are those from before the look: what changes
+// during it counts as changed the next time.
+bool KeyManager::MayLook(const Source &from)
 {
-    const int64_t now = clock.NowSeconds();
-    if (lastLook.has_value() && now >= *lastLook && now - *lastLook < kLookPauseSeconds) {
+    const FilesLook look = {clock.NowSeconds(), from.store.GetStamps()};
+    if (lastLook.has_value() && look.stamps == lastLook->stamps && look.seconds >= lastLook->seconds &&
+        look.seconds - lastLook->seconds < kLookPauseSeconds) {
         return false;
     }
-    lastLook = now;
+    lastLook = look;
     return true;
 }
 

@@ -45,7 +45,8 @@ public:
     int32_t Finish();
 
     // The plain text, which the caller wipes, or "". For a text that names a key which is not held, the key files are
-    // read again, at most once in kLookPauseSeconds: another process may have added the key.
+    // read again, as another process may have added the key: at once when one of them has changed since, and files that
+    // have not at most once in kLookPauseSeconds.
     std::string Decrypt(uint32_t domain, const std::string &cipherText);
 
     static constexpr int64_t kLookPauseSeconds = 5;
@@ -70,7 +71,7 @@ private:
     std::string Open(const std::shared_ptr<const KeyRing> &current, uint32_t domain, const std::string &cipherText);
     std::string ReportFailure(const std::string &cause);
     std::shared_ptr<const KeyRing> NewerRing(const std::shared_ptr<const KeyRing> &known);
-    bool MayLook();
+    bool MayLook(const Source &from);
     void TakeOver(const Source &from, uint32_t domain);
     int32_t Schedule(PeriodicKeyUpdate::Kind kind, uint32_t maxAgeDays, uint32_t checkHours);
     void Renew(const KeyAgeLimits &limits);
@@ -91,8 +92,14 @@ private:
     std::shared_ptr<const Source> source;  // changes only while the background thread does not run
     std::shared_ptr<const KeyRing> ring;
 
-    std::mutex lookMutex;             // taken before ringMutex
-    std::optional<int64_t> lastLook;  // guarded by lookMutex
+    // When, and at what.
+    struct FilesLook {
+        int64_t seconds;
+        KeyStore::Stamps stamps;
+    };
+
+    std::mutex lookMutex;               // taken before ringMutex
+    std::optional<FilesLook> lastLook;  // guarded by lookMutex
 
     FailureLog failures;  // of decrypting
 

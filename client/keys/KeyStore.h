@@ -6,6 +6,7 @@
 #include "keys/KeyRing.h"
 #include "keys/KeyStoreLock.h"
 
+#include <array>
 #include <chrono>
 #include <memory>
 #include <string>
@@ -22,6 +23,9 @@ public:
         std::shared_ptr<const KeyRing> ring;
         std::vector<std::string> warnings;  // what was wrong with one file, and what became of it; for the operator
     };
+
+    // Of the primary file and of the standby file.
+    using Stamps = std::array<KeyFile::Stamp, 2>;
 
     // Throws KeyError when both paths are the same.
     KeyStore(const std::string &primaryPath, const std::string &standbyPath);
@@ -41,6 +45,9 @@ public:
 
     // As Look, for files of which one may have been left out: that it is missing is no warning.
     Loaded LookAtGiven(uint32_t domain) const;
+
+    // Those of now: others, once one of the files has changed.
+    Stamps GetStamps() const { return {primary.GetStamp(), standby.GetStamp()}; }
 
     // Writes the ring to both files, the standby file first, and returns warnings. The ring is on the disk when the
     // first is written: a failure with the second is a warning, and the next Load makes up for it. Throws KeyError when

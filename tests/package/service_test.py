@@ -90,7 +90,8 @@ class ServiceTest(unittest.TestCase):
 
     def test_is_not_started_again_where_that_cannot_help(self):
         header = (SOURCE_DIR / "client" / "common" / "ExitCode.h").read_text(encoding="utf-8")
-        codes = [re.search(rf"\b{name} = (\d+),", header).group(1) for name in ("Usage", "ConfigInvalid", "Credential")]
+        codes = [re.search(rf"\b{name} = (\d+),", header).group(1)
+                 for name in ("Usage", "ConfigInvalid", "NotPermitted", "Credential")]
         self.assertEqual(self.unit["RestartPreventExitStatus"], [" ".join(codes)])
         self.assertEqual(self.unit["Restart"], ["on-failure"])
 

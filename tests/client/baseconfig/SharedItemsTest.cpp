@@ -1,6 +1,7 @@
 #include "baseconfig/SharedBaseConfig.h"
 
 #include "SegmentTest.h"
+#include "support/WithoutFileCapabilities.h"
 
 #include <optional>
 #include <sstream>
@@ -32,6 +33,16 @@ TEST_F(SharedItemsTest, AreNotPrintedWithoutASegment)
     EXPECT_EQ(zef::PrintSharedItems(output, errors, name), 1);
     EXPECT_EQ(output.str(), "");
     EXPECT_EQ(errors.str(), "shared memory " + name + ": cannot be opened: No such file or directory\n");
+}
+
+TEST_F(SharedItemsTest, AreNotPermittedToEverybody)
+{
+    Make("", 0);
+    const WithoutFileCapabilities plainUser;
+    EXPECT_EQ(zef::PrintSharedItems(output, errors, name), 6);
+    EXPECT_EQ(output.str(), "");
+    EXPECT_EQ(errors.str(), "shared memory " + name +
+                                ": cannot be opened: Permission denied (does it belong to another user?)\n");
 }
 
 }  // namespace

@@ -91,6 +91,15 @@ TEST_F(CheckCommandTest, MissingKeysAloneAreAMatterOfCredentials)
     EXPECT_EQ(Run("<?xml version=\"1.0\"?><Config/>"), ExitCode::ConfigInvalid);
 }
 
+TEST_F(CheckCommandTest, ForbiddenKeysAloneAreNotPermitted)
+{
+    ASSERT_EQ(chmod(keys.standby.c_str(), 0), 0);
+    const WithoutFileCapabilities plainUser;
+    EXPECT_EQ(Run(valid), ExitCode::NotPermitted);
+    EXPECT_NE(output.str().find("\n" + path + ": 1 error, 0 warnings\n"), std::string::npos);
+    EXPECT_EQ(Run("<?xml version=\"1.0\"?><Config/>"), ExitCode::ConfigInvalid);
+}
+
 TEST_F(CheckCommandTest, APasswordThatTheKeysDoNotOpenIsAnErrorOfTheFile)
 {
     EXPECT_EQ(Run(ValidConfig("plain")), ExitCode::ConfigInvalid);

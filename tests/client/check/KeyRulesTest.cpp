@@ -62,18 +62,32 @@ TEST_F(KeyRulesTest, KeysThatOthersCanReadRefuseTheStart)
     EXPECT_EQ(Summary(findings.Take()), std::vector<std::string>{"0:0: error: keys-refused!"});
 }
 
-TEST_F(KeyRulesTest, KeysThatThisUserMayNotReadAreAWarning)
+TEST_F(KeyRulesTest, KeysThatThisUserMayNotReadRefuseTheStart)
 {
-    ASSERT_EQ(chmod(keys.primary.c_str(), 0), 0);
-    std::vector<Finding> found;
-    bool haveKeys = true;
-    {
+    for (const std::string &file : {keys.standby, keys.primary}) {
+        ASSERT_EQ(chmod(file.c_str(), 0), 0);
         const WithoutFileCapabilities plainUser;
-        haveKeys = KeyRules(keys, findings).HaveKeys();
+        EXPECT_FALSE(KeyRules(keys, findings).HaveKeys());
+        const std::vector<Finding> found = findings.Take();
+        EXPECT_EQ(Summary(found), std::vector<std::string>{"0:0: error: keys-unreadable!"});
+        EXPECT_EQ(found.at(0).text, file + " cannot be opened: Permission denied. The keys cannot be read by this "
+                                           "user: a client that runs as this user would not start; check as the user "
+                                           "that the client runs as");
+        EXPECT_EQ(found.at(0).path, keys.primary);
     }
-    found = findings.Take();
-    EXPECT_FALSE(haveKeys);
-    EXPECT_EQ(Summary(found), std::vector<std::string>{"0:0: warning: keys-unreadable"});
+}
+
+TEST_F(KeyRulesTest, AKeyFolderThatThisUserMayNotReadRefusesTheStart)
+{
+    for (const mode_t mode : {0, 0111}) {
+        ASSERT_EQ(chmod(folder.Path().c_str(), mode), 0);
+        {
+            const WithoutFileCapabilities plainUser;
+            EXPECT_FALSE(KeyRules(keys, findings).HaveKeys());
+        }
+        ASSERT_EQ(chmod(folder.Path().c_str(), 0700), 0);
+        EXPECT_EQ(Summary(findings.Take()), std::vector<std::string>{"0:0: error: keys-unreadable!"}) << mode;
+    }
 }
 
 }  // namespace

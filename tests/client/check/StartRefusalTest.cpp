@@ -1,6 +1,10 @@
 #include "check/StartRefusal.h"
 
 #include "CheckTest.h"
+#include "support/WithoutFileCapabilities.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace zef {
 namespace {
@@ -45,6 +49,15 @@ TEST_F(StartRefusalTest, MissingKeysHaveACodeOfTheirOwn)
     const StartRefusal refusal = Why(ValidConfig(sealed));
     EXPECT_EQ(refusal.code, ExitCode::Credential);
     EXPECT_NE(refusal.text.find("zef_client keys init"), std::string::npos);
+}
+
+TEST_F(StartRefusalTest, KeysThatThisUserMayNotReadAreNotPermitted)
+{
+    ASSERT_EQ(chmod(keys.primary.c_str(), 0), 0);
+    const WithoutFileCapabilities plainUser;
+    const StartRefusal refusal = Why(ValidConfig(sealed));
+    EXPECT_EQ(refusal.code, ExitCode::NotPermitted);
+    EXPECT_EQ(refusal.text.find(keys.primary + ":0:0: " + keys.primary + " cannot be opened: Permission denied. "), 0u);
 }
 
 TEST_F(StartRefusalTest, RefersToTheLogWhenTheFilesAreGood)

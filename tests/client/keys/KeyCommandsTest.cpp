@@ -406,6 +406,51 @@ TEST_F(KeyCommandsTest, RotateAddsAMasterKeyAlone)
                             "the new keys over at its next request that needs them.\n");
 }
 
+TEST_F(KeyCommandsTest, RotateSaysWhatHandsNewKeysOfAnotherFolderToTheClient)
+{
+    files.Create();
+    EXPECT_EQ(KeysRotate(files.primary, files.standby, KeysToRotate::Root, output, errors, KeyOwner::Somebody), 0);
+    EXPECT_EQ(output.str(), "The root key was replaced; it encrypts the master keys.\n"
+                            "Every password that was encrypted before can still be decrypted. A running client takes "
+                            "the new keys over once they were handed to it again and it was restarted.\n");
+}
+
+TEST_F(KeyCommandsTest, OneCredentialSuffices)
+{
+    const std::string text = files.Create().Seal(Secret("password"));
+    std::filesystem::remove(files.standby);
+    EXPECT_EQ(KeysVerify(files.primary, files.standby, output, errors, KeyOwner::ServiceManager), 0);
+    EXPECT_EQ(TableLine(files.standby), "missing - - - - " + files.standby + " is missing");
+    EXPECT_NE(output.str().find("\nThe file that was handed over is valid.\n"), std::string::npos);
+    EXPECT_EQ(PasswordEncrypt(files.primary, files.standby, Input("password\n").Get(), output, errors,
+                              KeyOwner::ServiceManager),
+              0);
+    EXPECT_EQ(PasswordVerify(files.primary, files.standby, text, true, Input("password\n").Get(), output, errors,
+                             KeyOwner::ServiceManager),
+              0);
+    EXPECT_EQ(errors.str(), "");
+}
+
+TEST_F(KeyCommandsTest, VerifyFindsTwoGoodCredentials)
+{
+    files.Create();
+    EXPECT_EQ(KeysVerify(files.primary, files.standby, output, errors, KeyOwner::ServiceManager), 0);
+    EXPECT_NE(output.str().find("\nBoth files are valid and alike.\n"), std::string::npos);
+}
+
+TEST_F(KeyCommandsTest, VerifySaysWhoRepairsAFile)
+{
+    files.Create();
+    WriteBytes(files.standby, "");
+    const std::string complaint = "Error: " + files.standby + " is damaged: it is empty. The other file suffices: ";
+    EXPECT_EQ(KeysVerify(files.primary, files.standby, output, errors, KeyOwner::ServiceManager), kCredential);
+    EXPECT_EQ(errors.str(), complaint + "this one is a copy, which nothing repairs; look at the file that it was made "
+                                        "from\n");
+    errors.str("");
+    EXPECT_EQ(KeysVerify(files.primary, files.standby, output, errors, KeyOwner::Somebody), kCredential);
+    EXPECT_EQ(errors.str(), complaint + "zef_client keys rotate repairs this one from it\n");
+}
+
 TEST_F(KeyCommandsTest, RotateLosesNoPassword)
 {
     std::vector<std::string> texts = {files.Create().Seal(Secret("password"))};

@@ -427,30 +427,55 @@ TEST_F(KeyManagerTest, LooksForAKeyInTheFileThatIsGood)
     EXPECT_EQ(BytesOf(files.primary), "rubbish");
 }
 
-TEST_F(KeyManagerTest, LooksForAKeyNoMoreThanOnceInAWhile)
+TEST_F(KeyManagerTest, LooksAtUnchangedFilesNoMoreThanOnceInAWhile)
 {
     ASSERT_EQ(Init(), 0);
-    EXPECT_EQ(manager.Decrypt(kDomain, KeyRing::Create(kDomain, 1).Seal(Secret("password"))), "");
+    const std::string foreign = KeyRing::Create(kDomain, 1).Seal(Secret("password"));
+    EXPECT_EQ(manager.Decrypt(kDomain, foreign), "");
+    const int64_t looked = clock.NowSeconds();
+    const FailingSystem nextLook(0, FailingSystem::Way::Error);
+    EXPECT_EQ(manager.Decrypt(kDomain, foreign), "");
+    clock.SetWallClock(looked + KeyManager::kLookPauseSeconds - 1);
+    EXPECT_EQ(manager.Decrypt(kDomain, foreign), "");
+    EXPECT_FALSE(nextLook.HasFailed()) << "a second look within the pause";
+    clock.SetWallClock(looked + KeyManager::kLookPauseSeconds);
+    EXPECT_EQ(manager.Decrypt(kDomain, foreign), "");
+    EXPECT_TRUE(nextLook.HasFailed()) << "no look after the pause";
+    EXPECT_EQ(RecordedLog::Lines("error").size(), 1u) << "four failures of one cause";
+}
+
+TEST_F(KeyManagerTest, LooksAtOnceAtFilesThatHaveChanged)
+{
+    ASSERT_EQ(Init(), 0);
     const KeyRing next = ring.WithNewMasterKey(clock.NowSeconds());
     files.Save(next);
-    const std::string newer = next.Seal(Secret("newer"));
-    const int64_t looked = clock.NowSeconds();
-    EXPECT_EQ(manager.Decrypt(kDomain, newer), "");
-    clock.SetWallClock(looked + KeyManager::kLookPauseSeconds - 1);
-    EXPECT_EQ(manager.Decrypt(kDomain, newer), "");
-    clock.SetWallClock(looked + KeyManager::kLookPauseSeconds);
-    EXPECT_EQ(manager.Decrypt(kDomain, newer), "newer");
-    EXPECT_EQ(RecordedLog::Lines("error").size(), 1u) << "three failures of one cause";
+    EXPECT_EQ(manager.Decrypt(kDomain, next.Seal(Secret("newer"))), "newer");
+    const KeyRing newest = next.WithNewMasterKey(clock.NowSeconds());
+    files.Save(newest);
+    EXPECT_EQ(manager.Decrypt(kDomain, newest.Seal(Secret("newest"))), "newest");
+    EXPECT_TRUE(RecordedLog::Lines("error").empty());
+}
+
+TEST_F(KeyManagerTest, LooksAtOnceWhenOneFileHasChanged)
+{
+    for (const std::string &changed : {files.primary, files.standby}) {
+        ASSERT_EQ(Init(), 0);
+        EXPECT_EQ(manager.Decrypt(kDomain, KeyRing::Create(kDomain, 1).Seal(Secret("password"))), "");
+        const KeyRing next = RingOnDisk().WithNewMasterKey(clock.NowSeconds());
+        KeyFile(changed).Write(KeyFormat::Serialise(next));
+        EXPECT_EQ(manager.Decrypt(kDomain, next.Seal(Secret("newer"))), "newer") << changed;
+    }
 }
 
 TEST_F(KeyManagerTest, LooksForAKeyWhenTheClockWasSetBack)
 {
     ASSERT_EQ(Init(), 0);
-    EXPECT_EQ(manager.Decrypt(kDomain, KeyRing::Create(kDomain, 1).Seal(Secret("password"))), "");
-    const KeyRing next = ring.WithNewMasterKey(clock.NowSeconds());
-    files.Save(next);
+    const std::string foreign = KeyRing::Create(kDomain, 1).Seal(Secret("password"));
+    EXPECT_EQ(manager.Decrypt(kDomain, foreign), "");
     clock.SetWallClock(clock.NowSeconds() - 1000);
-    EXPECT_EQ(manager.Decrypt(kDomain, next.Seal(Secret("newer"))), "newer");
+    const FailingSystem nextLook(0, FailingSystem::Way::Error);
+    EXPECT_EQ(manager.Decrypt(kDomain, foreign), "");
+    EXPECT_TRUE(nextLook.HasFailed());
 }
 
 TEST_F(KeyManagerTest, TakesNoKeysOverThatWouldLoseOnesHeld)
