@@ -98,8 +98,7 @@ RunningClient::~RunningClient()
     ZefConfigFinish();
 }
 
-// Under a pause: requests wait until there is something to answer with, and the library's first tasks until it has
-// started as a whole.
+// Under a pause: the library's first tasks wait until it has started as a whole, and requests are refused until then.
 ExitCode RunningClient::Start()
 {
     const TaskPause pause;

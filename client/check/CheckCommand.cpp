@@ -1,6 +1,7 @@
 #include "check/CheckCommand.h"
 
 #include "check/ConfigCheck.h"
+#include "common/Counted.h"
 #include "log/LogText.h"
 #include "report/Report.h"
 
@@ -23,17 +24,12 @@ const char *NameOf(Severity severity)
     return severity == Severity::Error ? "error" : "warning";
 }
 
-std::string Counted(size_t count, const char *noun)
-{
-    return fmt::format("{} {}{}", count, noun, count == 1 ? "" : "s");
-}
-
 std::string LastLine(const CheckResult &result)
 {
     const std::string path = PrintableLogText(result.path);
-    const std::string warnings = Counted(result.Count(Severity::Warning), "warning");
+    const std::string warnings = Counted(result.Count(Severity::Warning), "warning", "warnings");
     if (result.HasErrors()) {
-        return fmt::format("{}: {}, {}", path, Counted(result.Count(Severity::Error), "error"), warnings);
+        return fmt::format("{}: {}, {}", path, Counted(result.Count(Severity::Error), "error", "errors"), warnings);
     }
     return result.HasWarnings() ? fmt::format("{}: OK, {}", path, warnings) : path + ": OK";
 }

@@ -3,6 +3,7 @@
 #include "check/ConfigBytes.h"
 #include "check/ConfigCheck.h"
 #include "check/ConfigDocument.h"
+#include "check/ConfigLimits.h"
 #include "check/Encoding.h"
 #include "check/FindingList.h"
 #include "check/KeysAtHand.h"
@@ -11,7 +12,6 @@
 #include "check/SourceText.h"
 #include "common/Counted.h"
 #include "control/ControlError.h"
-#include "management/StorageChanges.h"
 
 #include <zef_config/ConfigMgr.h>
 #include <zef_config/DeduplicationConfig.h>
@@ -211,7 +211,7 @@ std::string SaveRunningState(const std::string &path)
     RequireSameEncoding(bytes, path);
     const ConfigDocument document(bytes);
     const ConfigNode config = document.Root() == nullptr ? ConfigNode() : ConfigNode(document.Root()).Get("Config");
-    if (config.Size() != 1 || config.Get("StorageObject").Size() > static_cast<int>(kMaxStorages)) {
+    if (config.Size() != 1 || config.Get("StorageObject").Size() > static_cast<int>(kMaxStorageObjects)) {
         throw ControlError(ExitCode::ConfigInvalid,
                            fmt::format("{} is not written: it is no configuration file of this client any more; "
                                        "zef_client check tells why",

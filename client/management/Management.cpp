@@ -150,10 +150,7 @@ std::vector<std::string> BeginAgain(const ZefStorage &storage)
     std::vector<std::string> sentences;
     for (const ProbeState &probe : ProbeStates()) {
         if (probe.reached && storage.GetIpList().count(probe.array) != 0 && !storage.FindByIp(probe.array)) {
-            ZefStorage part;
-            part.SetName(storage.GetName());
-            part.AddIpList({probe.array});
-            (void)ZefStorageController::ConnectStorageIps(part);
+            ConnectAddresses(storage.GetName(), {probe.array});
             sentences.push_back(fmt::format("{} is connected anew", probe.array));
         }
     }

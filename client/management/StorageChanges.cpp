@@ -1,5 +1,6 @@
 #include "management/StorageChanges.h"
 
+#include "check/ConfigLimits.h"
 #include "common/Counted.h"
 #include "control/ControlError.h"
 #include "gateway/IpGateway.h"
@@ -128,14 +129,6 @@ std::string LinksEnd(size_t count)
     return Counted(count, "link ends", "links end");
 }
 
-void Connect(const std::string &name, const std::vector<std::string> &addresses)
-{
-    ZefStorage part;
-    part.SetName(name);
-    part.AddIpList({addresses.begin(), addresses.end()});
-    (void)ZefStorageController::ConnectStorageIps(part);  // fails only without an address
-}
-
 // A copy of the pairs: what ends them changes the list.
 void EndLinks(const std::vector<IpPair> pairs)
 {
@@ -198,7 +191,7 @@ std::string AddStorage(const StorageDescription &storage)
     RequireUsable(storage);
     RequireNothingQueued(storage.addresses);
     const std::vector<ZefStorage> &present = ZefStorageManager::GetStorageAll();
-    if (present.size() >= kMaxStorages) {
+    if (present.size() >= kMaxStorageObjects) {
         Refuse(ExitCode::Failed, fmt::format("the client has a storage object already, {}; it takes one at most",
                                              present.front().GetName()));
     }
@@ -213,7 +206,7 @@ std::string AddStorage(const StorageDescription &storage)
     RequireDone(ZefStorageManager::CreateStorage(storage.name, storage.user, storage.sealed,
                                                  Joined(storage.addresses, ";")),
                 "create it");
-    Connect(storage.name, storage.addresses);
+    ConnectAddresses(storage.name, storage.addresses);
     return fmt::format("{} is added with {}, being connected", storage.name, Addresses(storage.addresses.size()));
 }
 
@@ -241,7 +234,7 @@ std::string AddAddresses(const std::string &name, const std::vector<std::string>
     RequireRoom(storage.GetIpList().size() + addresses.size());
     RequireNothingQueued(addresses);
     RequireDone(ZefStorageManager::AddStorageIps(name, Joined(addresses, ";")), "add the addresses");
-    Connect(name, addresses);
+    ConnectAddresses(name, addresses);
     return fmt::format("{} has {} more, being connected", name, Addresses(addresses.size()));
 }
 
@@ -299,6 +292,14 @@ std::string SetUser(const std::string &name, const std::string &user, const std:
     RequireSealed(sealed);
     RequireDone(ZefStorageManager::UpdateStorageUser(name, user, sealed), "change the user");
     return fmt::format("{} logs in as {} from now on; links that are up stay", name, user);
+}
+
+void ConnectAddresses(const std::string &name, const std::vector<std::string> &addresses)
+{
+    ZefStorage part;
+    part.SetName(name);
+    part.AddIpList({addresses.begin(), addresses.end()});
+    (void)ZefStorageController::ConnectStorageIps(part);  // fails only without an address
 }
 
 bool IsWantedAddress(const std::string &array)

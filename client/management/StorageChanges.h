@@ -21,10 +21,6 @@ struct StorageDescription {
     std::vector<std::string> addresses;  // none for Fibre Channel
 };
 
-// What the configuration loader takes at most.
-constexpr size_t kMaxStorages = 1;
-constexpr size_t kMaxAddresses = 16;
-
 // Refuses what AddStorage would refuse of the description itself, whatever is registered.
 void RequireUsable(const StorageDescription &storage);
 
@@ -49,6 +45,9 @@ void RequireLastPair(const std::string &name, const std::string &pair);
 
 // For logins from now on; links that are up stay.
 std::string SetUser(const std::string &name, const std::string &user, const std::string &sealed);
+
+// Begins to connect addresses that the registry has already, and towards which nothing is under way.
+void ConnectAddresses(const std::string &name, const std::vector<std::string> &addresses);
 
 // Whether some storage object still has this address, or this pair. To be called inside a task: the library's queue may
 // hold steps towards what was deleted after they were committed.
