@@ -1,5 +1,5 @@
 #!/usr/bin/env python3
-"""Builds what the proofs need, carries them out one after another and prints one line for each: its number, what is
+"""Builds what the proofs need, carries them out, as many at once as there are processors, and prints one line for each: its number, what is
 proved, how many trials were made and how many failed. Their own output is kept in build/proof/."""
 
 import argparse
@@ -10,6 +10,7 @@ import secrets
 import subprocess
 import sys
 import time
+from concurrent.futures import ThreadPoolExecutor
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
 BUILD = ROOT / "build"
@@ -96,14 +97,17 @@ def main():
     print(f"built in {time.monotonic() - start:.0f} s; seed {seed}; what each row says is in build/proof/\n")
     print(f"{'row':>3}  {'what':<60}  {'tried':>9}  {'failed':>6}  {'s':>5}")
     broken = 0
-    for number, folder, what, _ in rows:
-        share = options.soak / len(rows) if options.soak else None
-        tried, failed, seconds, holds, log_file = prove(number, folder, seed, share)
-        print(f"{number:>3}  {what:<60}  {tried:>9}  {failed:>6}  {seconds:>5.0f}", flush=True)
-        if not holds:
-            broken += 1
-            print("\n".join(log_file.read_text(encoding="utf-8", errors="replace").splitlines()[-40:]))
-            print(f"row {number} does not hold: {log_file.relative_to(ROOT)}", flush=True)
+    jobs = os.cpu_count() or 1
+    share = options.soak * min(jobs, len(rows)) / len(rows) if options.soak else None
+    with ThreadPoolExecutor(jobs) as pool:
+        outcomes = [pool.submit(prove, number, folder, seed, share) for number, folder, *_ in rows]
+        for (number, _, what, _), outcome in zip(rows, outcomes):
+            tried, failed, seconds, holds, log_file = outcome.result()
+            print(f"{number:>3}  {what:<60}  {tried:>9}  {failed:>6}  {seconds:>5.0f}", flush=True)
+            if not holds:
+                broken += 1
+                print("\n".join(log_file.read_text(encoding="utf-8", errors="replace").splitlines()[-40:]))
+                print(f"row {number} does not hold: {log_file.relative_to(ROOT)}", flush=True)
     print(f"\n{len(rows) - broken} proofs hold, {broken} do not")
     sys.exit(1 if broken else 0)
 
