@@ -4,12 +4,6 @@
 
 namespace zef {
 
-namespace {
-
-constexpr size_t kLongestPassword = 255;
-
-}  // namespace
-
 std::unique_ptr<Credential> Credential::Ask(OrnCredentialCb callback, const std::string &local,
                                             const std::string &array, std::string &cause)
 {
@@ -40,7 +34,7 @@ std::string Credential::Defect() const
     if (userSize == 0 || passwordSize == 0) {
         return "user or password is empty";
     }
-    return passwordSize > kLongestPassword ? "the password has more than 255 characters" : "";
+    return passwordSize > kLongestCredential ? "the password has more than 255 characters" : "";
 }
 
 }  // namespace zef

@@ -7,13 +7,18 @@
 #include <memory>
 #include <string>
 
+#include <cstddef>
+
 namespace zef {
+
+// As many characters of a text as libiscsi keeps.
+constexpr size_t kLongestCredential = 255;
 
 // Never copied; handed from thread to thread by pointer.
 class Credential {
 public:
     // Asks the callback on the calling thread. Null when there is none, when it fails, or when its texts are not fit
-    // for a login (empty, not terminated, or longer than the 255 characters that libiscsi keeps); `cause` then says
+    // for a login (empty, not terminated, or longer than libiscsi keeps); `cause` then says
     // why.
     static std::unique_ptr<Credential> Ask(OrnCredentialCb callback, const std::string &local, const std::string &array,
                                            std::string &cause);

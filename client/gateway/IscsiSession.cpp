@@ -151,9 +151,11 @@ void IscsiSession::OnLoggedIn(int status)
     }
 }
 
-// libiscsi pads what it copies with zeros to the end of its fields: an empty text overwrites all of the old one.
+// libiscsi copies a text and its end alone: only one that fills its fields leaves nothing of those before it.
 void IscsiSession::ForgetCredential()
 {
+    const std::string filling(kLongestCredential, '*');
+    iscsi_set_initiator_username_pwd(context.get(), filling.c_str(), filling.c_str());
     iscsi_set_initiator_username_pwd(context.get(), "", "");
 }
 

@@ -42,7 +42,8 @@ int GiveTurnedPassword(const char *, const char *, OrnCredential *credential)
     return 0;
 }
 
-// Looks for that password in the process's own writable memory, in all mappings of ordinary size.
+// Looks for what follows that password's first character, which an empty text would have overwritten, in the process's own
+// writable memory, in all mappings of ordinary size.
 class PasswordSearch {
 public:
     // How often it is there. What the search itself copies is not counted.
@@ -82,7 +83,7 @@ private:
         const auto last = buffer.begin() + static_cast<std::ptrdiff_t>(size);
         size_t count = 0;
         for (auto found = buffer.begin();; ++found) {
-            found = std::search(found, last, kTurnedPassword.begin(), kTurnedPassword.end(), isTurned);
+            found = std::search(found, last, kTurnedPassword.begin() + 1, kTurnedPassword.end(), isTurned);
             if (found == last) {
                 return count;
             }

@@ -25,7 +25,7 @@ inline void WritePrivateConfig()
               "    <StorageObject>\n"
               "        <Name>array</Name>\n"
               "        <User>client_user</User>\n"
-              "        <Password>sealed</Password>\n"
+              "        <Password>sealed:secret</Password>\n"
               "        <LinkType>0</LinkType>\n"
               "        <Ips>192.0.2.1</Ips>\n"
               "        <Ips>192.0.2.2</Ips>\n"

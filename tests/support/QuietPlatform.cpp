@@ -1,0 +1,182 @@
+// A platform that answers at once and keeps nothing, for programs that run the library's parts a million times over. Every
+// array is reached from one local address, every link is up at once. The pool is of the program's choice: IdlePool.cpp, or
+// the one with a worker.
+#include <zef_config/platform/BoundsChecked.h>
+#include <zef_config/platform/ClientComponents.h>
+#include <zef_config/platform/Gateway.h>
+#include <zef_config/platform/IpUtil.h>
+#include <zef_config/platform/KeyManagement.h>
+#include <zef_config/platform/Log.h>
+#include <zef_config/platform/Memory.h>
+#include <zef_config/platform/SharedBaseConfig.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+
+#include <arpa/inet.h>
+
+namespace {
+
+constexpr uint64_t kArrayWwn = 0x6001405e7a11c0de;
+
+}  // namespace
+
+extern "C" {
+
+int g_infra_log_lvl = 5;
+
+void yrlog(int, int, const char *, int, const char *, int, const char *, ...) {}
+
+int yrlog_level_check(int, int)
+{
+    return 0;
+}
+
+int nas_log_map_get(int level)
+{
+    return level;
+}
+
+// Every message comes long after the one before, so that none is held back.
+uint64_t yrax_get_jiffies(void)
+{
+    static uint64_t now = 0;
+    return now += 1000000;
+}
+
+void *yrmm_malloc(size_t size, int, const char *)
+{
+    return std::malloc(size);
+}
+
+void yrmm_free(void *memory, int, const char *)
+{
+    std::free(memory);
+}
+
+int memset_s(void *dest, size_t destSize, int value, size_t count)
+{
+    if (dest == nullptr || count > destSize) {
+        return EINVAL;
+    }
+    std::memset(dest, value, count);
+    return 0;
+}
+
+int strcpy_s(char *dest, size_t destSize, const char *src)
+{
+    if (dest == nullptr || src == nullptr || std::strlen(src) >= destSize) {
+        return EINVAL;
+    }
+    std::memcpy(dest, src, std::strlen(src) + 1);
+    return 0;
+}
+
+int strcat_s(char *dest, size_t destSize, const char *src)
+{
+    const size_t length = std::strlen(dest);
+    return length < destSize ? strcpy_s(dest + length, destSize - length, src) : EINVAL;
+}
+
+int OrnCreateTarnLinks(const OrnLinkRequest *request)
+{
+    OrnCredential credential = {};
+    return request->credentialCb(nullptr, nullptr, &credential);
+}
+
+int OrnDeleteTarnLink(const char *, const char *)
+{
+    return 0;
+}
+
+int OrnGetLinkInfoByIpPair(const char *, const char *, OrnLinkInfo *info)
+{
+    info->wwn = kArrayWwn;
+    info->status = 0;
+    return 0;
+}
+
+int OrnGetAllLinkInfoByEngine(OrnLinkInfo *, uint32_t, uint32_t *, uint32_t)
+{
+    return -1;
+}
+
+int OrnClientRegCredential(OrnCredentialCb, int32_t, const char *)
+{
+    return 0;
+}
+
+int OrnSetClientUuid(const char *)
+{
+    return 0;
+}
+
+int64_t ShmBaseCfgGetCfgVal(int)
+{
+    return 0;
+}
+
+int ShmBaseCfgSetCfgVal(int, int64_t)
+{
+    return 0;
+}
+
+int ZefClientInfoSetUuid(const char *)
+{
+    return 0;
+}
+
+int HibSetClientUuid(const char *)
+{
+    return 0;
+}
+
+int ZefAddThreadForFc(void)
+{
+    return 0;
+}
+}
+
+int32_t WoxUtil::Init(uint32_t, const std::string &, const std::string &)
+{
+    return 0;
+}
+
+int32_t WoxUtil::Finish()
+{
+    return 0;
+}
+
+// "sealed:" and the plain text.
+std::string WoxUtil::WoxDecryptData(uint32_t, const std::string &cipherText)
+{
+    const std::string prefix = "sealed:";
+    return cipherText.compare(0, prefix.size(), prefix) == 0 ? cipherText.substr(prefix.size()) : std::string();
+}
+
+int32_t WoxUtil::WoxPeriodUpdateRootKey(uint32_t, uint32_t)
+{
+    return 0;
+}
+
+int32_t WoxUtil::WoxPeriodUpdateMasterKey(uint32_t, uint32_t, uint32_t)
+{
+    return 0;
+}
+
+bool IpUtil::IsIpV4Valid(const std::string &ip)
+{
+    in_addr address = {};
+    return inet_pton(AF_INET, ip.c_str(), &address) == 1;
+}
+
+std::set<std::string> IpUtil::GetHostIpsCanConnect(const std::string &)
+{
+    return {"192.0.2.200"};
+}
+
+int ZEF_CLI::StorageObjectCommand::ProcessShardCardLinkInfo(OrnLinkInfo *, uint32_t)
+{
+    return 0;
+}
