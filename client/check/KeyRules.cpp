@@ -1,9 +1,8 @@
 #include "check/KeyRules.h"
 
+#include "common/Secrets.h"
 #include "keys/KeyError.h"
 #include "keys/KeyStore.h"
-
-#include <sodium.h>
 
 namespace zef {
 
@@ -48,7 +47,7 @@ bool KeyRules::Opens(const std::string &sealedPassword) const
     try {
         std::string plainText = ring->Open(kPasswordDomain, sealedPassword);
         const bool opens = !plainText.empty();
-        sodium_memzero(plainText.data(), plainText.size());
+        Wipe(plainText);
         return opens;
     } catch (const KeyError &) {
         return false;

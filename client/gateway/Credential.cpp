@@ -1,5 +1,7 @@
 #include "gateway/Credential.h"
 
+#include "common/Secrets.h"
+
 #include <cstring>
 
 namespace zef {
@@ -13,6 +15,7 @@ std::unique_ptr<Credential> Credential::Ask(OrnCredentialCb callback, const std:
         return nullptr;
     }
     cause = credential->Defect();
+    ForgetTraces();
     if (!cause.empty()) {
         return nullptr;
     }
@@ -22,6 +25,7 @@ std::unique_ptr<Credential> Credential::Ask(OrnCredentialCb callback, const std:
 Credential::~Credential()
 {
     explicit_bzero(&texts, sizeof texts);
+    ForgetTraces();
 }
 
 std::string Credential::Defect() const

@@ -1,5 +1,6 @@
 #include "gateway/IscsiSession.h"
 
+#include "common/Secrets.h"
 #include "gateway/SourceBinding.h"
 
 #include <fmt/format.h>
@@ -96,6 +97,7 @@ void IscsiSession::Prepare(const Credential &credential)
         iscsi_set_targetname(iscsi, plan.target.c_str());
     }
     iscsi_set_initiator_username_pwd(iscsi, credential.User(), credential.Password());
+    ForgetTraces();
 }
 
 void IscsiSession::Connect()
@@ -157,6 +159,7 @@ void IscsiSession::ForgetCredential()
     const std::string filling(kLongestCredential, '*');
     iscsi_set_initiator_username_pwd(context.get(), filling.c_str(), filling.c_str());
     iscsi_set_initiator_username_pwd(context.get(), "", "");
+    ForgetTraces();
 }
 
 int IscsiSession::Descriptor() const
@@ -172,10 +175,14 @@ short IscsiSession::Events() const
 void IscsiSession::Service(short revents)
 {
     const int events = revents & ~POLLRDHUP;
+    const bool isLogin = step == Step::Connecting || step == Step::LoggingIn;
     if (step != Step::Ended && events != 0 && iscsi_service(context.get(), events) != 0) {
         End(LossText());
     }
     NoticeHangUp(revents);
+    if (isLogin) {
+        ForgetTraces();  // of the password
+    }
 }
 
 // Without its own reconnects libiscsi reports the end of a connection as no error at first. What the array sent before

@@ -1,13 +1,12 @@
 #include "keys/KeyCommands.h"
 
 #include "common/ExitCode.h"
+#include "common/Secrets.h"
 #include "keys/KeyError.h"
 #include "keys/KeyReport.h"
 #include "keys/KeyStore.h"
 #include "keys/PasswordInput.h"
 #include "keys/SystemKeyClock.h"
-
-#include <sodium.h>
 
 #include <exception>
 #include <functional>
@@ -173,7 +172,7 @@ SecretBuffer Open(const KeyRing &ring, const std::string &sealed)
     try {
         std::string plain = ring.Open(kPasswordDomain, sealed);
         SecretBuffer password(plain.data(), plain.size());
-        sodium_memzero(plain.data(), plain.size());
+        Wipe(plain);
         return password;
     } catch (const KeyError &error) {
         throw KeyError(std::string("the encrypted password cannot be decrypted: ") + error.what());

@@ -1,5 +1,6 @@
 #include "keys/SecretBuffer.h"
 
+#include "common/Secrets.h"
 #include "keys/KeyError.h"
 
 #include <sodium.h>
@@ -38,6 +39,7 @@ uint8_t *Allocate(size_t size)
 void SecretBuffer::Wiper::operator()(uint8_t *bytes) const
 {
     sodium_free(bytes);
+    ForgetTraces();
 }
 
 // The allocation has tried to lock the memory, but does not tell whether it could: hence once more.

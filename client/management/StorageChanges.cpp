@@ -2,6 +2,7 @@
 
 #include "check/ConfigLimits.h"
 #include "common/Counted.h"
+#include "common/Secrets.h"
 #include "control/ControlError.h"
 #include "gateway/IpGateway.h"
 #include "iputil/ProbeRecord.h"
@@ -18,8 +19,6 @@
 
 #include <algorithm>
 #include <set>
-
-#include <string.h>
 
 namespace zef {
 
@@ -59,7 +58,7 @@ void RequireSealed(const std::string &sealed)
 {
     std::string plain = WoxUtil::WoxDecryptData(kPasswordDomain, sealed);
     const bool isOpen = !plain.empty();
-    explicit_bzero(plain.data(), plain.size());
+    Wipe(plain);
     if (!isOpen) {
         Refuse(ExitCode::Credential,
                "the client's keys do not open the encrypted password; zef_client password encrypt makes one, and a client "
@@ -167,7 +166,7 @@ bool IsRegistered(const IpPair &pair)
 IpPair ParsePair(const std::string &text)
 {
     const size_t colon = text.find(':');
-    const IpPair pair(text.substr(0, colon), colon == std::string::npos ? "" : text.substr(colon + 1));
+    IpPair pair(text.substr(0, colon), colon == std::string::npos ? "" : text.substr(colon + 1));
     if (!IpUtil::IsIpV4Valid(pair.first) || !IpUtil::IsIpV4Valid(pair.second)) {
         Refuse(ExitCode::Usage,
                fmt::format("\"{}\" is no pair: local address, colon, array address, such as 10.0.0.1:10.0.0.9", text));
