@@ -23,7 +23,7 @@ Holding = collections.namedtuple("Holding", "descriptors threads memory")
 
 
 def holding(pid):
-    """What a process holds. Of a few looks the least: a question that is being answered holds something for a moment."""
+    """What a process holds: the least of a few looks, as a question that is being answered holds something too."""
     looks = []
     for _ in range(5):
         looks.append((len(os.listdir(f"/proc/{pid}/fd")), len(os.listdir(f"/proc/{pid}/task")), _private_memory(pid)))
@@ -70,7 +70,8 @@ def control_growth(proof, memory_tolerance):
             tell("nothing")
             before = holding(process.pid)
             tell(kind)
-            proof.control(f"a process that leaks {kind}", words in growth(before, holding(process.pid), memory_tolerance))
+            noticed = words in growth(before, holding(process.pid), memory_tolerance)
+            proof.control(f"a process that leaks {kind}", noticed)
             process.kill()
 
 
@@ -168,10 +169,12 @@ class Arena:
         self.pid = None
         return int(self.run('ended=0; wait "$clientPid" || ended=$?; clientPid=; echo $ended').splitlines()[-1])
 
-    def output(self):
-        """What the client has printed since its start."""
-        with open(f"{self.work}/client.out", encoding="utf-8", errors="replace") as text:
-            return text.read()
+    def output(self, last=None):
+        """What the client has printed since its start, or so many bytes of its end."""
+        with open(f"{self.work}/client.out", "rb") as text:
+            if last is not None:
+                text.seek(max(0, os.fstat(text.fileno()).st_size - last))
+            return text.read().decode(errors="replace")
 
     def socket_path(self):
         return self.inside("/run/zef/zef_client.sock")

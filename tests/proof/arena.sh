@@ -3,8 +3,8 @@
 # standard input, one after another, and prints "done STATUS" behind each. What tests/e2e/lib.sh has is at hand.
 . tests/e2e/lib.sh
 
-# cables COUNT: as many cables to a network namespace `array`, each with a subnet of its own: 10.0.K.1 and 10.0.K.3 are this
-# end, 10.0.K.2 is the array's. No address reaches the array over another cable than its own.
+# cables COUNT: as many cables to a network namespace `array`, each with a subnet of its own: 10.0.K.1 and 10.0.K.3 are
+# this end, 10.0.K.2 is the array's. No address reaches the array over another cable than its own.
 cables() {
     local k
     ip netns add array
@@ -36,8 +36,8 @@ drop_sessions() {
 
 silentPid=
 
-# silent_portal_start: whoever connects to port 3260 is let in and never hears anything; a line in $workDir/silent.out for
-# each, with the address that it came to
+# silent_portal_start: whoever connects to port 3260 is let in and never hears anything; a line in $workDir/silent.out
+# for each, with the address that it came to
 silent_portal_start() {
     : >"$workDir/silent.out"
     "$python" -c '
