@@ -26,6 +26,7 @@ target_compile_options(zef_test_options INTERFACE -O0)
 target_compile_features(zef_common_options INTERFACE cxx_std_17)
 target_compile_options(zef_common_options INTERFACE
   -Wall -Wextra -Wpedantic -Wconversion -Wshadow
+  $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety> $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety-beta>
   $<$<BOOL:${ZEF_WERROR}>:-Werror>
   -fvisibility=hidden $<$<COMPILE_LANGUAGE:CXX>:-fvisibility-inlines-hidden>
   -fstack-protector-strong

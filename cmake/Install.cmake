@@ -13,7 +13,8 @@ set(ZEF_CONFIG_HOST_POOL_DIR ${CMAKE_INSTALL_DATADIR}/zef_config/threadpool)
 install(FILES threadpool/TaskGate.cpp threadpool/TaskGate.h threadpool/TaskPause.cpp threadpool/TaskPause.h
     threadpool/ThreadPool.cpp
   DESTINATION ${ZEF_CONFIG_HOST_POOL_DIR} COMPONENT zef_config)
-install(FILES client/common/NeverDestroyed.h DESTINATION ${ZEF_CONFIG_HOST_POOL_DIR}/common COMPONENT zef_config)
+install(FILES client/common/Mutex.h client/common/NeverDestroyed.h client/common/ThreadSafety.h
+  DESTINATION ${ZEF_CONFIG_HOST_POOL_DIR}/common COMPONENT zef_config)
 
 set(ZEF_CONFIG_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/ZefConfig)
 install(EXPORT ZefConfigTargets NAMESPACE ZefConfig:: DESTINATION ${ZEF_CONFIG_CMAKE_DIR} COMPONENT zef_config)

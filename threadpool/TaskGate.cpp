@@ -20,8 +20,10 @@ TaskGate &TaskGate::Get()
 
 bool TaskGate::Enter(const std::atomic<bool> &accepting)
 {
-    std::unique_lock<std::mutex> lock(mutex);
-    changed.wait(lock, [&] { return pauses == 0 || !accepting; });
+    const MutexLock lock(mutex);
+    while (pauses > 0 && accepting) {
+        changed.Wait(mutex);
+    }
     if (!accepting) {
         return false;
     }
@@ -32,11 +34,11 @@ bool TaskGate::Enter(const std::atomic<bool> &accepting)
 
 void TaskGate::Leave()
 {
-    const std::lock_guard<std::mutex> lock(mutex);
+    const MutexLock lock(mutex);
     insideTask = false;
     --runningTasks;
     if (runningTasks == 0) {
-        changed.notify_all();
+        changed.NotifyAll();
     }
 }
 
@@ -44,9 +46,9 @@ void TaskGate::Recheck()
 {
     // Empty on purpose: a worker that has just seen the flag still set is waiting once the mutex can be had.
     {
-        const std::lock_guard<std::mutex> lock(mutex);
+        const MutexLock lock(mutex);
     }
-    changed.notify_all();
+    changed.NotifyAll();
 }
 
 bool TaskGate::Pause(std::chrono::steady_clock::time_point until)
@@ -55,9 +57,11 @@ bool TaskGate::Pause(std::chrono::steady_clock::time_point until)
         ++ownPauses;
         return true;
     }
-    std::unique_lock<std::mutex> lock(mutex);
+    const MutexLock lock(mutex);
     ++pauses;
-    if (!changed.wait_until(lock, until, [&] { return runningTasks == 0 && !isHeld; })) {
+    while ((runningTasks > 0 || isHeld) && changed.WaitUntil(mutex, until)) {
+    }
+    if (runningTasks > 0 || isHeld) {
         EndPause();
         return false;
     }
@@ -70,7 +74,7 @@ void TaskGate::Resume()
 {
     --ownPauses;
     if (ownPauses == 0) {
-        const std::lock_guard<std::mutex> lock(mutex);
+        const MutexLock lock(mutex);
         isHeld = false;
         EndPause();
     }
@@ -79,7 +83,7 @@ void TaskGate::Resume()
 void TaskGate::EndPause()
 {
     --pauses;
-    changed.notify_all();
+    changed.NotifyAll();
 }
 
 bool TaskGate::IsInsideTask()

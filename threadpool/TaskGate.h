@@ -2,10 +2,10 @@
 #ifndef ZEF_THREADPOOL_TASK_GATE_H
 #define ZEF_THREADPOOL_TASK_GATE_H
 
+#include "common/Mutex.h"
+
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
-#include <mutex>
 
 namespace zef {
 
@@ -36,14 +36,13 @@ public:
     static bool IsInsideTask();
 
 private:
-    void EndPause();  // under the mutex
+    void EndPause() ZEF_REQUIRES(mutex);
 
-    std::mutex mutex;
-    std::condition_variable changed;  // no task is running, a pause has ended, or a pool has stopped
-    // Guarded by mutex
-    unsigned runningTasks = 0;
-    unsigned pauses = 0;  // held and waited for, by different threads
-    bool isHeld = false;
+    Mutex mutex;
+    Condition changed;  // no task is running, a pause has ended, or a pool has stopped
+    unsigned runningTasks ZEF_GUARDED_BY(mutex) = 0;
+    unsigned pauses ZEF_GUARDED_BY(mutex) = 0;  // held and waited for, by different threads
+    bool isHeld ZEF_GUARDED_BY(mutex) = false;
 };
 
 }  // namespace zef

@@ -55,7 +55,7 @@ private:
 void NameThisThread(unsigned number)
 {
     char name[16];  // what the kernel keeps, terminator included
-    std::snprintf(name, sizeof(name), "zef-pool-%u", number);
+    (void)std::snprintf(name, sizeof(name), "zef-pool-%u", number);
     pthread_setname_np(pthread_self(), name);
 }
 

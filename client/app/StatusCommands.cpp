@@ -52,7 +52,7 @@ void EndOnInterrupt()
 
 Json Show(const StatusArguments &arguments, const char *before)
 {
-    const Json status = arguments.control.Ask({{"op", "status"}});
+    Json status = arguments.control.Ask({{"op", "status"}});
     std::cout << before
               << Render(arguments.makeReport(status), arguments.control.Format(), isatty(STDOUT_FILENO) != 0)
               << std::flush;

@@ -28,10 +28,10 @@ StatusPrinter::StatusPrinter(int outputDescriptor, std::function<std::string()> 
 StatusPrinter::~StatusPrinter()
 {
     {
-        const std::lock_guard<std::mutex> lock(mutex);
+        const MutexLock lock(mutex);
         ending = true;
     }
-    changed.notify_one();
+    changed.NotifyOne();
     thread.join();
 }
 
@@ -50,17 +50,19 @@ void StatusPrinter::ShowTable()
 void StatusPrinter::Add(Request request)
 {
     {
-        const std::lock_guard<std::mutex> lock(mutex);
+        const MutexLock lock(mutex);
         requests.push_back(std::move(request));
     }
-    changed.notify_one();
+    changed.NotifyOne();
 }
 
 void StatusPrinter::Run()
 {
-    std::unique_lock<std::mutex> lock(mutex);
+    MutexLock lock(mutex);
     while (true) {
-        changed.wait(lock, [this] { return ending || !requests.empty(); });
+        while (!ending && requests.empty()) {
+            changed.Wait(mutex);
+        }
         if (requests.empty()) {
             return;
         }
@@ -69,11 +71,11 @@ void StatusPrinter::Run()
         if (!request && ending) {
             continue;  // the table of a client that has gone already
         }
-        lock.unlock();
+        lock.Unlock();
         if (!Write(request ? *request + "\n" : takeTable())) {
             return;
         }
-        lock.lock();
+        lock.Lock();
     }
 }
 
@@ -101,7 +103,7 @@ bool StatusPrinter::Write(const std::string &text)
 
 bool StatusPrinter::IsEnding()
 {
-    const std::lock_guard<std::mutex> lock(mutex);
+    const MutexLock lock(mutex);
     return ending;
 }
 

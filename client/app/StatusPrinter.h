@@ -2,13 +2,12 @@
 #ifndef ZEF_CLIENT_APP_STATUS_PRINTER_H
 #define ZEF_CLIENT_APP_STATUS_PRINTER_H
 
+#include "common/Mutex.h"
 #include "gateway/LinkNews.h"
 #include "gateway/LinkState.h"
 
-#include <condition_variable>
 #include <deque>
 #include <functional>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <thread>
@@ -49,10 +48,10 @@ private:
     const std::function<std::string()> takeTable;
     LinkNews news;
 
-    std::mutex mutex;  // guards what follows
-    std::condition_variable changed;
-    std::deque<Request> requests;
-    bool ending = false;
+    Mutex mutex;
+    Condition changed;
+    std::deque<Request> requests ZEF_GUARDED_BY(mutex);
+    bool ending ZEF_GUARDED_BY(mutex) = false;
 
     std::thread thread;
 };

@@ -1,25 +1,25 @@
 #include "baseconfig/PlatformSharedBaseConfig.h"
 
 #include "baseconfig/SharedBaseConfig.h"
+#include "common/Mutex.h"
 #include "log/Log.h"
 
 #include <zef_config/platform/SharedBaseConfig.h>
 
-#include <mutex>
 #include <optional>
 
 namespace {
 
+using zef::MutexLock;
 using zef::SharedBaseConfig;
 
 constexpr const char *kComponent = "baseconfig";
 constexpr int kFailed = -1;
 
 struct ProcessSegment {
-    std::mutex mutex;
-    // Guarded by mutex
-    std::string name = zef::kDefaultSharedBaseConfigName;
-    std::optional<SharedBaseConfig> config;
+    zef::Mutex mutex;
+    std::string name ZEF_GUARDED_BY(mutex) = zef::kDefaultSharedBaseConfigName;
+    std::optional<SharedBaseConfig> config ZEF_GUARDED_BY(mutex);
 };
 
 ProcessSegment &GetProcessSegment()
@@ -28,8 +28,8 @@ ProcessSegment &GetProcessSegment()
     return segment;
 }
 
-// Under the segment's mutex. Null when it cannot be opened.
-SharedBaseConfig *OpenConfig(ProcessSegment &segment)
+// Null when it cannot be opened.
+SharedBaseConfig *OpenConfig(ProcessSegment &segment) ZEF_REQUIRES(segment.mutex)
 {
     if (!segment.config.has_value()) {
         std::string error;
@@ -48,7 +48,7 @@ SharedBaseConfig *OpenConfig(ProcessSegment &segment)
 int64_t ShmBaseCfgGetCfgVal(int item)
 {
     ProcessSegment &segment = GetProcessSegment();
-    const std::lock_guard<std::mutex> lock(segment.mutex);
+    const MutexLock lock(segment.mutex);
     const SharedBaseConfig *config = OpenConfig(segment);
     if (config == nullptr) {
         return 0;
@@ -63,7 +63,7 @@ int64_t ShmBaseCfgGetCfgVal(int item)
 int ShmBaseCfgSetCfgVal(int item, int64_t value)
 {
     ProcessSegment &segment = GetProcessSegment();
-    const std::lock_guard<std::mutex> lock(segment.mutex);
+    const MutexLock lock(segment.mutex);
     SharedBaseConfig *config = OpenConfig(segment);
     if (config == nullptr) {
         return kFailed;
@@ -82,7 +82,7 @@ namespace zef {
 bool UseSharedBaseConfig(const std::string &name)
 {
     ProcessSegment &segment = GetProcessSegment();
-    const std::lock_guard<std::mutex> lock(segment.mutex);
+    const MutexLock lock(segment.mutex);
     if (segment.config.has_value()) {
         return false;
     }
@@ -93,7 +93,7 @@ bool UseSharedBaseConfig(const std::string &name)
 void CloseSharedBaseConfig()
 {
     ProcessSegment &segment = GetProcessSegment();
-    const std::lock_guard<std::mutex> lock(segment.mutex);
+    const MutexLock lock(segment.mutex);
     segment.config.reset();
     segment.name = kDefaultSharedBaseConfigName;
 }

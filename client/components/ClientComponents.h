@@ -2,8 +2,9 @@
 #ifndef ZEF_CLIENT_COMPONENTS_CLIENT_COMPONENTS_H
 #define ZEF_CLIENT_COMPONENTS_CLIENT_COMPONENTS_H
 
+#include "common/Mutex.h"
+
 #include <cstdint>
-#include <mutex>
 #include <string>
 
 namespace zef {
@@ -33,12 +34,11 @@ public:
     uint32_t SeenLinkRecords() const;
 
 private:
-    mutable std::mutex mutex;
-    // Guarded by mutex
-    std::string infoUuid;
-    std::string hibUuid;
-    uint32_t fibreChannelStarts = 0;
-    uint32_t seenLinkRecords = 0;
+    mutable Mutex mutex;
+    std::string infoUuid ZEF_GUARDED_BY(mutex);
+    std::string hibUuid ZEF_GUARDED_BY(mutex);
+    uint32_t fibreChannelStarts ZEF_GUARDED_BY(mutex) = 0;
+    uint32_t seenLinkRecords ZEF_GUARDED_BY(mutex) = 0;
 };
 
 }  // namespace zef

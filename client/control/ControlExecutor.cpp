@@ -26,7 +26,7 @@ ControlExecutor::~ControlExecutor()
 void ControlExecutor::Submit(Job job)
 {
     {
-        const std::lock_guard<std::mutex> lock(mutex);
+        const MutexLock lock(mutex);
         if (stopping) {
             throw ControlError(ExitCode::NotRunning, "the client is stopping");
         }
@@ -36,12 +36,12 @@ void ControlExecutor::Submit(Job job)
         }
         jobs.push_back(std::move(job));
     }
-    changed.notify_one();
+    changed.NotifyOne();
 }
 
 bool ControlExecutor::Withdraw(uint64_t id)
 {
-    const std::lock_guard<std::mutex> lock(mutex);
+    const MutexLock lock(mutex);
     const auto found = std::find_if(jobs.begin(), jobs.end(), [id](const Job &job) { return job.id == id; });
     if (found == jobs.end()) {
         return false;
@@ -53,11 +53,11 @@ bool ControlExecutor::Withdraw(uint64_t id)
 void ControlExecutor::Stop()
 {
     {
-        const std::lock_guard<std::mutex> lock(mutex);
+        const MutexLock lock(mutex);
         stopping = true;
         jobs.clear();
     }
-    changed.notify_one();
+    changed.NotifyOne();
     if (thread.joinable()) {
         thread.join();
     }
@@ -65,21 +65,21 @@ void ControlExecutor::Stop()
 
 void ControlExecutor::Run()
 {
-    std::unique_lock<std::mutex> lock(mutex);
+    MutexLock lock(mutex);
     while (true) {
-        auto next = jobs.end();
-        changed.wait(lock, [this, &next] {
+        auto next = NextJob();
+        while (!stopping && next == jobs.end()) {
+            changed.Wait(mutex);
             next = NextJob();
-            return stopping || next != jobs.end();
-        });
+        }
         if (stopping) {
             return;
         }
         const Job job = std::move(*next);
         jobs.erase(next);
-        lock.unlock();
+        lock.Unlock();
         answer(job.id, Execute(job));
-        lock.lock();
+        lock.Lock();
     }
 }
 

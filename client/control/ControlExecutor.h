@@ -2,14 +2,13 @@
 #ifndef ZEF_CLIENT_CONTROL_CONTROL_EXECUTOR_H
 #define ZEF_CLIENT_CONTROL_CONTROL_EXECUTOR_H
 
+#include "common/Mutex.h"
 #include "control/ControlProtocol.h"
 
 #include <chrono>
-#include <condition_variable>
 #include <deque>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <thread>
 
 #include <cstddef>
@@ -54,18 +53,17 @@ public:
 
 private:
     void Run();
-    std::deque<Job>::iterator NextJob();  // the one to begin now; with `mutex` held
+    std::deque<Job>::iterator NextJob() ZEF_REQUIRES(mutex);  // the one to begin now
     std::string Execute(const Job &job) const;
 
     const RequestHandler handler;
     const std::function<void(uint64_t id, std::string line)> answer;
     const size_t maxQueued;
 
-    std::mutex mutex;
-    std::condition_variable changed;
-    // guarded by mutex
-    std::deque<Job> jobs;
-    bool stopping = false;
+    Mutex mutex;
+    Condition changed;
+    std::deque<Job> jobs ZEF_GUARDED_BY(mutex);
+    bool stopping ZEF_GUARDED_BY(mutex) = false;
 
     std::thread thread;  // the last member: it uses all others
 };

@@ -90,7 +90,7 @@ void ControlLoop::Start(ControlExecutor &requestExecutor)
 void ControlLoop::Post(uint64_t request, std::string line)
 {
     {
-        const std::lock_guard<std::mutex> lock(mutex);
+        const MutexLock lock(mutex);
         answers.emplace_back(request, std::move(line));
     }
     Wake();
@@ -190,7 +190,7 @@ void ControlLoop::DeliverAnswers()
 {
     std::vector<std::pair<uint64_t, std::string>> posted;
     {
-        const std::lock_guard<std::mutex> lock(mutex);
+        const MutexLock lock(mutex);
         posted.swap(answers);
     }
     for (const auto &[request, line] : posted) {

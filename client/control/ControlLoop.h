@@ -3,6 +3,7 @@
 #define ZEF_CLIENT_CONTROL_CONTROL_LOOP_H
 
 #include "common/FileDescriptor.h"
+#include "common/Mutex.h"
 #include "control/ControlConnection.h"
 #include "control/ControlDoor.h"
 #include "control/ControlExecutor.h"
@@ -11,7 +12,6 @@
 #include <atomic>
 #include <chrono>
 #include <list>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <utility>
@@ -70,8 +70,8 @@ private:
     std::atomic<uint64_t> changes{1};  // 0 differs from every value that it has
     std::atomic<bool> stopping{false};
 
-    std::mutex mutex;
-    std::vector<std::pair<uint64_t, std::string>> answers;  // guarded by mutex
+    Mutex mutex;
+    std::vector<std::pair<uint64_t, std::string>> answers ZEF_GUARDED_BY(mutex);
 
     // the thread's own
     std::list<ControlConnection> connections;

@@ -20,17 +20,17 @@ CredentialAsker::~CredentialAsker()
 
 void CredentialAsker::Ask(const Question &question)
 {
-    const std::lock_guard<std::mutex> lock(mutex);
+    const MutexLock lock(mutex);
     questions.push_back(question);
-    wakeUp.notify_one();
+    wakeUp.NotifyOne();
 }
 
 void CredentialAsker::RequestStop()
 {
-    const std::lock_guard<std::mutex> lock(mutex);
+    const MutexLock lock(mutex);
     stopping = true;
     questions.clear();
-    wakeUp.notify_one();
+    wakeUp.NotifyOne();
 }
 
 void CredentialAsker::Stop()
@@ -59,8 +59,10 @@ void CredentialAsker::Run()
 
 bool CredentialAsker::Next(Question &question)
 {
-    std::unique_lock<std::mutex> lock(mutex);
-    wakeUp.wait(lock, [this] { return stopping || !questions.empty(); });
+    const MutexLock lock(mutex);
+    while (!stopping && questions.empty()) {
+        wakeUp.Wait(mutex);
+    }
     if (stopping) {
         return false;
     }
@@ -71,7 +73,7 @@ bool CredentialAsker::Next(Question &question)
 
 bool CredentialAsker::IsStopping() const
 {
-    const std::lock_guard<std::mutex> lock(mutex);
+    const MutexLock lock(mutex);
     return stopping;
 }
 

@@ -2,13 +2,12 @@
 #ifndef ZEF_CLIENT_GATEWAY_CREDENTIAL_ASKER_H
 #define ZEF_CLIENT_GATEWAY_CREDENTIAL_ASKER_H
 
+#include "common/Mutex.h"
 #include "gateway/Credential.h"
 
-#include <condition_variable>
 #include <deque>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <thread>
 
@@ -54,10 +53,10 @@ private:
     bool IsStopping() const;
 
     const Answer answer;
-    mutable std::mutex mutex;  // guards what follows
-    std::condition_variable wakeUp;
-    bool stopping = false;
-    std::deque<Question> questions;
+    mutable Mutex mutex;
+    Condition wakeUp;
+    bool stopping ZEF_GUARDED_BY(mutex) = false;
+    std::deque<Question> questions ZEF_GUARDED_BY(mutex);
 
     std::thread thread;
 };

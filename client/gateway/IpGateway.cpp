@@ -93,7 +93,7 @@ IpGateway::~IpGateway()
 
 void IpGateway::Start(const GatewayOptions &newOptions, LinkListener listener)
 {
-    const std::lock_guard<std::mutex> lock(mutex);
+    const MutexLock lock(mutex);
     if (state == State::Running) {
         return;
     }
@@ -107,7 +107,7 @@ void IpGateway::Close()
 {
     std::shared_ptr<IscsiLoop> ending;
     {
-        const std::lock_guard<std::mutex> lock(mutex);
+        const MutexLock lock(mutex);
         state = State::Closed;
         ending = std::move(loop);
     }
@@ -141,7 +141,7 @@ bool IpGateway::IsWanted(const std::string &local, const std::string &array) con
 {
     std::function<bool(const std::string &, const std::string &)> ask;
     {
-        const std::lock_guard<std::mutex> lock(mutex);
+        const MutexLock lock(mutex);
         ask = options.isWanted;
     }
     return !ask || ask(local, array);
@@ -183,7 +183,7 @@ bool IpGateway::BringUp(const OrnLinkRequest &request, IscsiLoop &running)
 
 std::chrono::milliseconds IpGateway::LongestLogin() const
 {
-    const std::lock_guard<std::mutex> lock(mutex);
+    const MutexLock lock(mutex);
     return options.loginDeadline + options.wwnDeadline + kMargin;
 }
 
@@ -241,7 +241,7 @@ int IpGateway::FibreChannelLinks(OrnLinkInfo *records, uint32_t count, uint32_t 
     std::string sysfsRoot;
     bool isClosed = false;
     {
-        const std::lock_guard<std::mutex> lock(mutex);
+        const MutexLock lock(mutex);
         isClosed = state == State::Closed;
         sysfsRoot = options.sysfsRoot;
     }
@@ -260,7 +260,7 @@ int IpGateway::SetClientUuid(const std::string &uuid)
     if (uuid.empty()) {
         return -1;
     }
-    const std::lock_guard<std::mutex> lock(mutex);
+    const MutexLock lock(mutex);
     clientUuid = uuid;
     LogInfo("gateway", "client UUID is {}", uuid);
     return 0;
@@ -271,7 +271,7 @@ int IpGateway::RegisterCredential(OrnCredentialCb callback, int32_t kind, const 
     if (callback == nullptr) {
         return -1;
     }
-    const std::lock_guard<std::mutex> lock(mutex);
+    const MutexLock lock(mutex);
     registeredCredential = callback;
     LogInfo("gateway", "credential callback {} of kind {} is registered", name, kind);
     return 0;
@@ -288,13 +288,13 @@ std::vector<LinkState> IpGateway::Links() const
 
 std::shared_ptr<IscsiLoop> IpGateway::RunningLoop() const
 {
-    const std::lock_guard<std::mutex> lock(mutex);
+    const MutexLock lock(mutex);
     return loop;
 }
 
 std::string IpGateway::Initiator() const
 {
-    const std::lock_guard<std::mutex> lock(mutex);
+    const MutexLock lock(mutex);
     if (!options.initiatorName.empty()) {
         return options.initiatorName;
     }

@@ -2,6 +2,7 @@
 #ifndef ZEF_CLIENT_GATEWAY_IP_GATEWAY_H
 #define ZEF_CLIENT_GATEWAY_IP_GATEWAY_H
 
+#include "common/Mutex.h"
 #include "gateway/GatewayOptions.h"
 #include "gateway/IscsiLoop.h"
 #include "gateway/LinkState.h"
@@ -10,7 +11,6 @@
 #include <zef_config/platform/Gateway.h>
 
 #include <memory>
-#include <mutex>
 #include <string>
 #include <utility>
 #include <vector>
@@ -88,12 +88,12 @@ private:
 
     LinkTable table;
 
-    mutable std::mutex mutex;  // guards what follows
-    State state = State::Idle;
-    GatewayOptions options;
-    std::string clientUuid;
-    OrnCredentialCb registeredCredential = nullptr;
-    std::shared_ptr<IscsiLoop> loop;  // shared with the calls that wait in it
+    mutable Mutex mutex;
+    State state ZEF_GUARDED_BY(mutex) = State::Idle;
+    GatewayOptions options ZEF_GUARDED_BY(mutex);
+    std::string clientUuid ZEF_GUARDED_BY(mutex);
+    OrnCredentialCb registeredCredential ZEF_GUARDED_BY(mutex) = nullptr;
+    std::shared_ptr<IscsiLoop> loop ZEF_GUARDED_BY(mutex);  // shared with the calls that wait in it
 };
 
 }  // namespace zef

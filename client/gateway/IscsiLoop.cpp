@@ -72,7 +72,7 @@ IscsiLoop::~IscsiLoop()
 
 bool IscsiLoop::Post(Command command)
 {
-    const std::lock_guard<std::mutex> lock(mutex);
+    const MutexLock lock(mutex);
     if (stopping) {
         if (auto *connect = std::get_if<ConnectCommand>(&command)) {
             connect->ticket->Settle(kClosing);
@@ -87,11 +87,11 @@ bool IscsiLoop::Post(Command command)
 void IscsiLoop::Stop()
 {
     {
-        const std::lock_guard<std::mutex> lock(mutex);
+        const MutexLock lock(mutex);
         if (!std::exchange(stopping, true)) {
             eventfd_write(wakeUp.Get(), 1);
         }
-        wentRound.notify_all();
+        wentRound.NotifyAll();
     }
     asker.RequestStop();
     if (thread.joinable()) {
@@ -117,27 +117,33 @@ void IscsiLoop::Run()
 
 void IscsiLoop::CountRound()
 {
-    const std::lock_guard<std::mutex> lock(mutex);
+    const MutexLock lock(mutex);
     ++rounds;
-    wentRound.notify_all();
+    wentRound.NotifyAll();
 }
 
 bool IscsiLoop::IsAlive(std::chrono::milliseconds patience)
 {
-    std::unique_lock<std::mutex> lock(mutex);
-    const auto isAlive = [this] { return stopping || rounds != roundsSeen; };
-    if (!isAlive()) {
+    const auto until = std::chrono::steady_clock::now() + patience;
+    const MutexLock lock(mutex);
+    if (!HasGoneRound()) {
         eventfd_write(wakeUp.Get(), 1);
-        wentRound.wait_for(lock, patience, isAlive);
     }
-    const bool alive = isAlive();
+    while (!HasGoneRound() && wentRound.WaitUntil(mutex, until)) {
+    }
+    const bool alive = HasGoneRound();
     roundsSeen = rounds;
     return alive;
 }
 
+bool IscsiLoop::HasGoneRound() const
+{
+    return stopping || rounds != roundsSeen;
+}
+
 bool IscsiLoop::IsStopping() const
 {
-    const std::lock_guard<std::mutex> lock(mutex);
+    const MutexLock lock(mutex);
     return stopping;
 }
 
@@ -145,7 +151,7 @@ void IscsiLoop::RunCommands()
 {
     std::vector<Command> taken;
     {
-        const std::lock_guard<std::mutex> lock(mutex);
+        const MutexLock lock(mutex);
         taken.swap(commands);
     }
     for (Command &command : taken) {
@@ -155,7 +161,7 @@ void IscsiLoop::RunCommands()
 
 void IscsiLoop::RefuseCommands()
 {
-    const std::lock_guard<std::mutex> lock(mutex);
+    const MutexLock lock(mutex);
     for (Command &command : commands) {
         if (auto *connect = std::get_if<ConnectCommand>(&command)) {
             connect->ticket->Settle(kClosing);

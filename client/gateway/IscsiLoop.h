@@ -3,6 +3,7 @@
 #define ZEF_CLIENT_GATEWAY_ISCSI_LOOP_H
 
 #include "common/FileDescriptor.h"
+#include "common/Mutex.h"
 #include "gateway/Credential.h"
 #include "gateway/CredentialAsker.h"
 #include "gateway/GatewayOptions.h"
@@ -15,10 +16,8 @@
 #include "gateway/LoginTicket.h"
 
 #include <chrono>
-#include <condition_variable>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <thread>
 #include <variant>
@@ -89,6 +88,7 @@ private:
 
     void Run();
     bool IsStopping() const;
+    bool HasGoneRound() const ZEF_REQUIRES(mutex);
     void RunCommands();
     void RefuseCommands();
     void Execute(ConnectCommand &command);
@@ -113,13 +113,14 @@ private:
     std::map<uint64_t, std::unique_ptr<IscsiLink>> links;
     std::vector<Leaving> leaving;
 
-    mutable std::mutex mutex;  // guards what follows
-    bool stopping = false;
-    std::vector<Command> commands;
-    FileDescriptor wakeUp;  // an eventfd; closed last, by Stop
-    uint64_t rounds = 0;
-    uint64_t roundsSeen = 0;  // by the last question whether the loop is alive
-    std::condition_variable wentRound;
+    FileDescriptor wakeUp;  // an eventfd; closed last, by Stop; not written to any more once `stopping` is set
+
+    mutable Mutex mutex;
+    Condition wentRound;
+    bool stopping ZEF_GUARDED_BY(mutex) = false;
+    std::vector<Command> commands ZEF_GUARDED_BY(mutex);
+    uint64_t rounds ZEF_GUARDED_BY(mutex) = 0;
+    uint64_t roundsSeen ZEF_GUARDED_BY(mutex) = 0;  // by the last question whether the loop is alive
 
     CredentialAsker asker;
     std::thread thread;

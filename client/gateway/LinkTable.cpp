@@ -14,7 +14,7 @@ bool IsSame(const LinkState &one, const LinkState &other)
 
 LinkTable::Entry LinkTable::Join(const std::string &local, const std::string &array)
 {
-    const std::lock_guard<std::mutex> lock(mutex);
+    const MutexLock lock(mutex);
     Entry &entry = entries[Key(local, array)];
     if (entry.id == 0) {
         entry.id = ++lastId;
@@ -27,7 +27,7 @@ LinkTable::Entry LinkTable::Join(const std::string &local, const std::string &ar
 
 std::optional<uint64_t> LinkTable::Remove(const std::string &local, const std::string &array)
 {
-    const std::lock_guard<std::mutex> lock(mutex);
+    const MutexLock lock(mutex);
     const auto found = entries.find(Key(local, array));
     if (found == entries.end()) {
         return std::nullopt;
@@ -39,7 +39,7 @@ std::optional<uint64_t> LinkTable::Remove(const std::string &local, const std::s
 
 std::optional<LinkState> LinkTable::Publish(uint64_t id, const LinkState &state)
 {
-    const std::lock_guard<std::mutex> lock(mutex);
+    const MutexLock lock(mutex);
     const auto found = entries.find(Key(state.local, state.array));
     if (found == entries.end() || found->second.id != id) {
         return std::nullopt;
@@ -54,14 +54,14 @@ std::optional<LinkState> LinkTable::Publish(uint64_t id, const LinkState &state)
 
 std::optional<LinkState> LinkTable::Find(const std::string &local, const std::string &array) const
 {
-    const std::lock_guard<std::mutex> lock(mutex);
+    const MutexLock lock(mutex);
     const auto found = entries.find(Key(local, array));
     return found == entries.end() ? std::nullopt : std::optional<LinkState>(found->second.state);
 }
 
 std::vector<LinkTable::Entry> LinkTable::Entries() const
 {
-    const std::lock_guard<std::mutex> lock(mutex);
+    const MutexLock lock(mutex);
     std::vector<Entry> all;
     for (const auto &[key, entry] : entries) {
         all.push_back(entry);
@@ -71,7 +71,7 @@ std::vector<LinkTable::Entry> LinkTable::Entries() const
 
 void LinkTable::Clear()
 {
-    const std::lock_guard<std::mutex> lock(mutex);
+    const MutexLock lock(mutex);
     entries.clear();
 }
 

@@ -2,10 +2,10 @@
 #ifndef ZEF_CLIENT_GATEWAY_LINK_TABLE_H
 #define ZEF_CLIENT_GATEWAY_LINK_TABLE_H
 
+#include "common/Mutex.h"
 #include "gateway/LinkState.h"
 
 #include <map>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <utility>
@@ -44,9 +44,9 @@ public:
 private:
     using Key = std::pair<std::string, std::string>;
 
-    mutable std::mutex mutex;  // guards what follows
-    uint64_t lastId = 0;
-    std::map<Key, Entry> entries;
+    mutable Mutex mutex;
+    uint64_t lastId ZEF_GUARDED_BY(mutex) = 0;
+    std::map<Key, Entry> entries ZEF_GUARDED_BY(mutex);
 };
 
 }  // namespace zef

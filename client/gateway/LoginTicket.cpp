@@ -4,20 +4,21 @@ namespace zef {
 
 void LoginTicket::Settle(const std::string &cause)
 {
-    const std::lock_guard<std::mutex> lock(mutex);
+    const MutexLock lock(mutex);
     if (settled) {
         return;
     }
     settled = true;
     outcome = cause;
-    settledNow.notify_all();
+    settledNow.NotifyAll();
 }
 
 std::string LoginTicket::Wait(std::chrono::steady_clock::time_point deadline, const std::string &lateCause)
 {
-    std::unique_lock<std::mutex> lock(mutex);
-    const bool inTime = settledNow.wait_until(lock, deadline, [this] { return settled; });
-    return inTime ? outcome : lateCause;
+    const MutexLock lock(mutex);
+    while (!settled && settledNow.WaitUntil(mutex, deadline)) {
+    }
+    return settled ? outcome : lateCause;
 }
 
 }  // namespace zef

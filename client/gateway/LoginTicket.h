@@ -2,9 +2,9 @@
 #ifndef ZEF_CLIENT_GATEWAY_LOGIN_TICKET_H
 #define ZEF_CLIENT_GATEWAY_LOGIN_TICKET_H
 
+#include "common/Mutex.h"
+
 #include <chrono>
-#include <condition_variable>
-#include <mutex>
 #include <string>
 
 namespace zef {
@@ -19,10 +19,10 @@ public:
     std::string Wait(std::chrono::steady_clock::time_point deadline, const std::string &lateCause);
 
 private:
-    std::mutex mutex;  // guards what follows
-    std::condition_variable settledNow;
-    bool settled = false;
-    std::string outcome;
+    Mutex mutex;
+    Condition settledNow;
+    bool settled ZEF_GUARDED_BY(mutex) = false;
+    std::string outcome ZEF_GUARDED_BY(mutex);
 };
 
 }  // namespace zef

@@ -23,7 +23,7 @@ IpUtilSettings::IpUtilSettings() : stop(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
 
 void IpUtilSettings::Configure(const IpUtilOptions &newOptions)
 {
-    const std::lock_guard<std::mutex> lock(mutex);
+    const MutexLock lock(mutex);
     options = newOptions;
     eventfd_t ignored = 0;
     eventfd_read(stop.Get(), &ignored);
@@ -31,7 +31,7 @@ void IpUtilSettings::Configure(const IpUtilOptions &newOptions)
 
 IpUtilOptions IpUtilSettings::Options() const
 {
-    const std::lock_guard<std::mutex> lock(mutex);
+    const MutexLock lock(mutex);
     return options;
 }
 

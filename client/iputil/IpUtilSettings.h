@@ -3,10 +3,10 @@
 #define ZEF_CLIENT_IPUTIL_IP_UTIL_SETTINGS_H
 
 #include "common/FileDescriptor.h"
+#include "common/Mutex.h"
 
 #include <chrono>
 #include <functional>
-#include <mutex>
 #include <string>
 
 #include <cstdint>
@@ -46,8 +46,8 @@ private:
 
     const FileDescriptor stop;  // an eventfd
 
-    mutable std::mutex mutex;  // guards what follows
-    IpUtilOptions options;
+    mutable Mutex mutex;
+    IpUtilOptions options ZEF_GUARDED_BY(mutex);
 };
 
 }  // namespace zef

@@ -28,7 +28,7 @@ ProbeRecord::ProbeRecord(const LogClock &logClock) : clock(logClock), failures(l
 void ProbeRecord::Reached(const std::string &array, uint16_t port)
 {
     {
-        const std::lock_guard<std::mutex> lock(mutex);
+        const MutexLock lock(mutex);
         ProbeState &state = Touch(array);
         state.cause.clear();
         state.failures = 0;
@@ -42,7 +42,7 @@ void ProbeRecord::Reached(const std::string &array, uint16_t port)
 void ProbeRecord::NotReached(const std::string &array, uint16_t port, const std::string &cause)
 {
     {
-        const std::lock_guard<std::mutex> lock(mutex);
+        const MutexLock lock(mutex);
         ProbeState &state = Touch(array);
         state.cause = cause;
         state.nextTry = state.lastTry + kLibraryRetryDelay;
@@ -58,7 +58,7 @@ void ProbeRecord::NotReached(const std::string &array, uint16_t port, const std:
 
 std::vector<ProbeState> ProbeRecord::States() const
 {
-    const std::lock_guard<std::mutex> lock(mutex);
+    const MutexLock lock(mutex);
     std::vector<ProbeState> all;
     for (const auto &[array, state] : states) {
         all.push_back(state);
@@ -68,7 +68,7 @@ std::vector<ProbeState> ProbeRecord::States() const
 
 void ProbeRecord::Forget(const std::string &array)
 {
-    const std::lock_guard<std::mutex> lock(mutex);
+    const MutexLock lock(mutex);
     states.erase(array);
     failures.Forget(array);
 }

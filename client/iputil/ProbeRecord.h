@@ -2,12 +2,12 @@
 #ifndef ZEF_CLIENT_IPUTIL_PROBE_RECORD_H
 #define ZEF_CLIENT_IPUTIL_PROBE_RECORD_H
 
+#include "common/Mutex.h"
 #include "log/FailureLog.h"
 #include "log/LogClock.h"
 
 #include <chrono>
 #include <map>
-#include <mutex>
 #include <string>
 #include <vector>
 
@@ -49,13 +49,13 @@ public:
     void Forget(const std::string &array);
 
 private:
-    ProbeState &Touch(const std::string &array);
+    ProbeState &Touch(const std::string &array) ZEF_REQUIRES(mutex);
 
     const LogClock clock;
     FailureLog failures;
 
-    mutable std::mutex mutex;  // guards what follows
-    std::map<std::string, ProbeState> states;
+    mutable Mutex mutex;
+    std::map<std::string, ProbeState> states ZEF_GUARDED_BY(mutex);
 };
 
 // Of the process's own record. Any thread.

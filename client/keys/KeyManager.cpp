@@ -85,7 +85,7 @@ void KeyManager::Hold(uint32_t domain, std::shared_ptr<const Source> newSource, 
     }
     LogInfo(kComponent, "keys of domain {} loaded, {} of them for passwords", domain,
             loaded.ring->GetMasterKeys().size());
-    const std::lock_guard<std::mutex> lock(ringMutex);
+    const MutexLock lock(ringMutex);
     source = std::move(newSource);
     ring = std::move(loaded.ring);
 }
@@ -94,7 +94,7 @@ int32_t KeyManager::Finish()
 {
     periodicUpdate.Stop();
     std::shared_ptr<const KeyRing> forgotten;  // wiped outside the lock
-    const std::lock_guard<std::mutex> lock(ringMutex);
+    const MutexLock lock(ringMutex);
     forgotten.swap(ring);
     source.reset();
     return 0;
@@ -138,7 +138,7 @@ std::string KeyManager::ReportFailure(const std::string &cause)
 // Callers that miss a key at the same time wait here for the one that looks.
 std::shared_ptr<const KeyRing> KeyManager::NewerRing(const std::shared_ptr<const KeyRing> &known)
 {
-    const std::lock_guard<std::mutex> lock(lookMutex);
+    const MutexLock lock(lookMutex);
     const std::shared_ptr<const Source> from = GetSource();
     if (Ring() == known && from != nullptr && MayLook(*from)) {
         TakeOver(*from, known->GetHead().domain);
@@ -164,7 +164,7 @@ void KeyManager::TakeOver(const Source &from, uint32_t domain)
 {
     try {
         std::shared_ptr<const KeyRing> found = from.store.LookAtGiven(domain).ring;
-        const std::lock_guard<std::mutex> lock(ringMutex);
+        const MutexLock lock(ringMutex);
         if (ring == nullptr || source.get() != &from) {
             return;  // the keys were forgotten in the meantime
         }
@@ -280,13 +280,13 @@ void KeyManager::Save(const KeyStoreLock &lock, std::shared_ptr<const KeyRing> n
 
 std::shared_ptr<const KeyManager::Source> KeyManager::GetSource() const
 {
-    const std::lock_guard<std::mutex> lock(ringMutex);
+    const MutexLock lock(ringMutex);
     return source;
 }
 
 std::shared_ptr<const KeyRing> KeyManager::Ring() const
 {
-    const std::lock_guard<std::mutex> lock(ringMutex);
+    const MutexLock lock(ringMutex);
     return ring;
 }
 
@@ -294,7 +294,7 @@ std::shared_ptr<const KeyRing> KeyManager::Ring() const
 void KeyManager::SetRing(std::shared_ptr<const KeyRing> newRing)
 {
     {
-        const std::lock_guard<std::mutex> lock(ringMutex);
+        const MutexLock lock(ringMutex);
         ring.swap(newRing);
     }
 }

@@ -2,6 +2,7 @@
 #ifndef ZEF_CLIENT_KEYS_KEY_MANAGER_H
 #define ZEF_CLIENT_KEYS_KEY_MANAGER_H
 
+#include "common/Mutex.h"
 #include "keys/KeyClock.h"
 #include "keys/KeyRing.h"
 #include "keys/KeyStore.h"
@@ -9,7 +10,6 @@
 #include "log/FailureLog.h"
 
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
@@ -71,7 +71,7 @@ private:
     std::string Open(const std::shared_ptr<const KeyRing> &current, uint32_t domain, const std::string &cipherText);
     std::string ReportFailure(const std::string &cause);
     std::shared_ptr<const KeyRing> NewerRing(const std::shared_ptr<const KeyRing> &known);
-    bool MayLook(const Source &from);
+    bool MayLook(const Source &from) ZEF_REQUIRES(lookMutex);
     void TakeOver(const Source &from, uint32_t domain);
     int32_t Schedule(PeriodicKeyUpdate::Kind kind, uint32_t maxAgeDays, uint32_t checkHours);
     void Renew(const KeyAgeLimits &limits);
@@ -87,10 +87,10 @@ private:
 
     std::string credentialDirectory;  // of the thread that calls Init
 
-    mutable std::mutex ringMutex;
-    // guarded by ringMutex; what they point to never changes
-    std::shared_ptr<const Source> source;  // changes only while the background thread does not run
-    std::shared_ptr<const KeyRing> ring;
+    mutable Mutex ringMutex;
+    // What they point to never changes; the source changes only while the background thread does not run.
+    std::shared_ptr<const Source> source ZEF_GUARDED_BY(ringMutex);
+    std::shared_ptr<const KeyRing> ring ZEF_GUARDED_BY(ringMutex);
 
     // When, and at what.
     struct FilesLook {
@@ -98,8 +98,8 @@ private:
         KeyStore::Stamps stamps;
     };
 
-    std::mutex lookMutex;               // taken before ringMutex
-    std::optional<FilesLook> lastLook;  // guarded by lookMutex
+    Mutex lookMutex ZEF_ACQUIRED_BEFORE(ringMutex);
+    std::optional<FilesLook> lastLook ZEF_GUARDED_BY(lookMutex);
 
     FailureLog failures;  // of decrypting
 

@@ -27,27 +27,27 @@ void PeriodicKeyUpdate::Schedule(Kind kind, uint32_t maxAgeDays, uint32_t checkH
 {
     const std::optional<Setting> setting = MakeSetting(maxAgeDays, checkHours);
     {
-        const std::lock_guard<std::mutex> lock(mutex);
+        const MutexLock lock(mutex);
         (kind == Kind::Root ? root : master) = setting;
         checkNow = checkNow || setting.has_value();
     }
     if (setting.has_value() && !worker.joinable()) {
         worker = std::thread(&PeriodicKeyUpdate::Run, this);
     }
-    wakeUp.notify_one();
+    wakeUp.NotifyOne();
 }
 
 void PeriodicKeyUpdate::Stop()
 {
     {
-        const std::lock_guard<std::mutex> lock(mutex);
+        const MutexLock lock(mutex);
         stopping = true;
     }
-    wakeUp.notify_one();
+    wakeUp.NotifyOne();
     if (worker.joinable()) {
         worker.join();
     }
-    // No other thread is left that could look.
+    const MutexLock lock(mutex);
     root.reset();
     master.reset();
     checkNow = false;
@@ -62,24 +62,19 @@ std::optional<PeriodicKeyUpdate::Setting> PeriodicKeyUpdate::MakeSetting(uint32_
     return Setting{maxAgeDays * kSecondsPerDay, std::chrono::hours(checkHours)};
 }
 
+// Checks without the lock, so that a schedule or a stop never waits for the disk longer than it has to.
 void PeriodicKeyUpdate::Run()
 {
-    std::unique_lock<std::mutex> lock(mutex);
+    MutexLock lock(mutex);
     while (!stopping) {
-        CheckOnce(lock);
-        clock.WaitFor(lock, wakeUp, Interval(), [this] { return checkNow || stopping; });
-    }
-}
-
-// Without the lock, so that a schedule or a stop never waits for the disk longer than it has to.
-void PeriodicKeyUpdate::CheckOnce(std::unique_lock<std::mutex> &lock)
-{
-    checkNow = false;
-    const KeyAgeLimits limits = Limits();
-    if (limits.root.has_value() || limits.master.has_value()) {
-        lock.unlock();
-        check(limits);
-        lock.lock();
+        checkNow = false;
+        const KeyAgeLimits limits = Limits();
+        if (limits.root.has_value() || limits.master.has_value()) {
+            lock.Unlock();
+            check(limits);
+            lock.Lock();
+        }
+        clock.WaitFor(mutex, wakeUp, Interval(), [this]() ZEF_REQUIRES(mutex) { return checkNow || stopping; });
     }
 }
 

@@ -2,12 +2,11 @@
 #ifndef ZEF_CLIENT_KEYS_PERIODIC_KEY_UPDATE_H
 #define ZEF_CLIENT_KEYS_PERIODIC_KEY_UPDATE_H
 
+#include "common/Mutex.h"
 #include "keys/KeyClock.h"
 
 #include <chrono>
-#include <condition_variable>
 #include <functional>
-#include <mutex>
 #include <optional>
 #include <thread>
 
@@ -52,22 +51,20 @@ private:
     static std::optional<Setting> MakeSetting(uint32_t maxAgeDays, uint32_t checkHours);
 
     void Run();
-    void CheckOnce(std::unique_lock<std::mutex> &lock);
-    KeyAgeLimits Limits() const;
-    std::chrono::hours Interval() const;
+    KeyAgeLimits Limits() const ZEF_REQUIRES(mutex);
+    std::chrono::hours Interval() const ZEF_REQUIRES(mutex);
 
     KeyClock &clock;
     const std::function<void(const KeyAgeLimits &)> check;
 
     std::thread worker;  // used by the calling thread alone
 
-    std::mutex mutex;
-    std::condition_variable wakeUp;
-    // guarded by mutex
-    std::optional<Setting> root;
-    std::optional<Setting> master;
-    bool checkNow = false;
-    bool stopping = false;
+    Mutex mutex;
+    Condition wakeUp;
+    std::optional<Setting> root ZEF_GUARDED_BY(mutex);
+    std::optional<Setting> master ZEF_GUARDED_BY(mutex);
+    bool checkNow ZEF_GUARDED_BY(mutex) = false;
+    bool stopping ZEF_GUARDED_BY(mutex) = false;
 };
 
 }  // namespace zef

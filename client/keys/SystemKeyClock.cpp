@@ -9,10 +9,12 @@ int64_t SystemKeyClock::NowSeconds()
     return std::time(nullptr);
 }
 
-void SystemKeyClock::WaitFor(std::unique_lock<std::mutex> &lock, std::condition_variable &wakeUp,
-                             std::chrono::hours duration, const std::function<bool()> &ready)
+void SystemKeyClock::WaitFor(Mutex &mutex, Condition &wakeUp, std::chrono::hours duration,
+                             const std::function<bool()> &ready)
 {
-    (void)wakeUp.wait_for(lock, duration, ready);
+    const auto until = std::chrono::steady_clock::now() + duration;
+    while (!ready() && wakeUp.WaitUntil(mutex, until)) {
+    }
 }
 
 }  // namespace zef

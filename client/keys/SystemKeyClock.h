@@ -10,8 +10,8 @@ namespace zef {
 class SystemKeyClock final : public KeyClock {
 public:
     int64_t NowSeconds() override;
-    void WaitFor(std::unique_lock<std::mutex> &lock, std::condition_variable &wakeUp, std::chrono::hours duration,
-                 const std::function<bool()> &ready) override;
+    void WaitFor(Mutex &mutex, Condition &wakeUp, std::chrono::hours duration,
+                 const std::function<bool()> &ready) override ZEF_REQUIRES(mutex);
 };
 
 }  // namespace zef

@@ -43,7 +43,7 @@ std::optional<FailureNews> FailureLog::Lost(const std::string &key, const std::s
 
 std::optional<FailureNews> FailureLog::Note(const std::string &key, const std::string &cause, uint32_t failures)
 {
-    const std::lock_guard<std::mutex> lock(mutex);
+    const MutexLock lock(mutex);
     const TimePoint now = clock.steady();
     Record &record = Touch(key, now);
     if (!record.isOut) {
@@ -57,7 +57,7 @@ std::optional<FailureNews> FailureLog::Note(const std::string &key, const std::s
 
 std::optional<RecoveryNews> FailureLog::Recovered(const std::string &key)
 {
-    const std::lock_guard<std::mutex> lock(mutex);
+    const MutexLock lock(mutex);
     const auto found = records.find(key);
     if (found == records.end() || !std::exchange(found->second.isOut, false)) {
         return std::nullopt;
@@ -70,14 +70,14 @@ std::optional<RecoveryNews> FailureLog::Recovered(const std::string &key)
 
 bool FailureLog::IsHushed(const std::string &key) const
 {
-    const std::lock_guard<std::mutex> lock(mutex);
+    const MutexLock lock(mutex);
     const auto found = records.find(key);
     return found != records.end() && found->second.isOut && !found->second.isTold;
 }
 
 void FailureLog::Forget(const std::string &key)
 {
-    const std::lock_guard<std::mutex> lock(mutex);
+    const MutexLock lock(mutex);
     records.erase(key);
 }
 

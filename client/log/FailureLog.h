@@ -2,11 +2,11 @@
 #ifndef ZEF_CLIENT_LOG_FAILURE_LOG_H
 #define ZEF_CLIENT_LOG_FAILURE_LOG_H
 
+#include "common/Mutex.h"
 #include "log/LogClock.h"
 
 #include <chrono>
 #include <map>
-#include <mutex>
 #include <optional>
 #include <set>
 #include <string>
@@ -83,15 +83,15 @@ private:
     };
 
     std::optional<FailureNews> Note(const std::string &key, const std::string &cause, uint32_t failures);
-    Record &Touch(const std::string &key, TimePoint now);
+    Record &Touch(const std::string &key, TimePoint now) ZEF_REQUIRES(mutex);
     void BeginOutage(Record &record, TimePoint now);
     std::optional<FailureNews::Kind> KindOf(const Record &record, const std::string &cause, TimePoint now) const;
     FailureNews Tell(Record &record, FailureNews::Kind kind, const std::string &cause, TimePoint now);
 
     const LogClock clock;
 
-    mutable std::mutex mutex;  // guards what follows
-    std::map<std::string, Record> records;
+    mutable Mutex mutex;
+    std::map<std::string, Record> records ZEF_GUARDED_BY(mutex);
 };
 
 // How a message about a failure ends. First: "; tried again every 2 s, reported again when the cause changes, in 10

@@ -35,7 +35,7 @@ std::vector<LibraryLogThinner::Line> LibraryLogThinner::Pass(LogLevel level, con
                                                              std::string text)
 {
     TrimNewlines(text);
-    const std::lock_guard<std::mutex> lock(mutex);
+    const MutexLock lock(mutex);
     const TimePoint now = clock.steady();
     std::vector<Line> lines = DropQuiet(now);
     const Kind kind{level, file, line, text};
@@ -59,7 +59,7 @@ std::vector<LibraryLogThinner::Line> LibraryLogThinner::Pass(LogLevel level, con
 
 std::vector<LibraryLogThinner::Line> LibraryLogThinner::Flush()
 {
-    const std::lock_guard<std::mutex> lock(mutex);
+    const MutexLock lock(mutex);
     const TimePoint now = clock.steady();
     std::vector<Line> lines;
     for (auto place = records.begin(); place != records.end();) {

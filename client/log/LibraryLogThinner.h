@@ -2,12 +2,12 @@
 #ifndef ZEF_CLIENT_LOG_LIBRARY_LOG_THINNER_H
 #define ZEF_CLIENT_LOG_LIBRARY_LOG_THINNER_H
 
+#include "common/Mutex.h"
 #include "log/Log.h"
 #include "log/LogClock.h"
 
 #include <chrono>
 #include <map>
-#include <mutex>
 #include <string>
 #include <tuple>
 #include <vector>
@@ -51,15 +51,15 @@ private:
     };
     using Records = std::map<Kind, Record>;
 
-    std::vector<Line> DropQuiet(TimePoint now);
-    void DropQuietest(TimePoint now, std::vector<Line> &lines);
+    std::vector<Line> DropQuiet(TimePoint now) ZEF_REQUIRES(mutex);
+    void DropQuietest(TimePoint now, std::vector<Line> &lines) ZEF_REQUIRES(mutex);
     Line Summary(const Kind &kind, const Record &record, TimePoint now) const;
-    Records::iterator Drop(Records::iterator place, TimePoint now, std::vector<Line> &lines);
+    Records::iterator Drop(Records::iterator place, TimePoint now, std::vector<Line> &lines) ZEF_REQUIRES(mutex);
 
     const LogClock clock;
 
-    std::mutex mutex;  // guards what follows
-    Records records;
+    Mutex mutex;
+    Records records ZEF_GUARDED_BY(mutex);
 };
 
 }  // namespace zef

@@ -84,7 +84,7 @@ __attribute__((format(printf, 1, 0))) std::string Render(const char *format, va_
     }
     if (length >= static_cast<int>(usual.size())) {
         message.resize(static_cast<size_t>(length));
-        std::vsnprintf(message.data(), message.size() + 1, format, again);
+        (void)std::vsnprintf(message.data(), message.size() + 1, format, again);
     }
     va_end(again);
     return message;

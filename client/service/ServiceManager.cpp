@@ -50,10 +50,10 @@ ServiceManager::ServiceManager(std::chrono::milliseconds statusSpacing)
 ServiceManager::~ServiceManager()
 {
     {
-        const std::lock_guard<std::mutex> lock(mutex);
+        const MutexLock lock(mutex);
         isEnding = true;
     }
-    changed.notify_all();
+    changed.NotifyAll();
     if (sender.joinable()) {
         sender.join();
     }
@@ -61,7 +61,7 @@ ServiceManager::~ServiceManager()
 
 void ServiceManager::Ready(const std::string &status)
 {
-    const std::lock_guard<std::mutex> lock(mutex);
+    const MutexLock lock(mutex);
     const std::string text = Printable(status);
     throttle.Sent(text, Clock::now());
     Send("READY=1\nSTATUS=" + text);
@@ -70,21 +70,21 @@ void ServiceManager::Ready(const std::string &status)
 void ServiceManager::Status(const std::string &text)
 {
     {
-        const std::lock_guard<std::mutex> lock(mutex);
+        const MutexLock lock(mutex);
         throttle.Offer(Printable(text));
     }
-    changed.notify_all();
+    changed.NotifyAll();
 }
 
 void ServiceManager::Reloading()
 {
-    const std::lock_guard<std::mutex> lock(mutex);
+    const MutexLock lock(mutex);
     Send("RELOADING=1\nMONOTONIC_USEC=" + MonotonicMicroseconds());
 }
 
 void ServiceManager::Stopping()
 {
-    const std::lock_guard<std::mutex> lock(mutex);
+    const MutexLock lock(mutex);
     Send("STOPPING=1");
 }
 
@@ -102,7 +102,7 @@ void ServiceManager::KickWatchdog()
 
 void ServiceManager::SendWaitingTexts()
 {
-    std::unique_lock<std::mutex> lock(mutex);
+    const MutexLock lock(mutex);
     while (true) {
         if (const std::optional<std::string> text = throttle.TakeDue(Clock::now())) {
             Send("STATUS=" + *text);
@@ -111,9 +111,9 @@ void ServiceManager::SendWaitingTexts()
             return;
         }
         if (const std::optional<Clock::time_point> due = throttle.DueTime()) {
-            changed.wait_until(lock, *due);
+            changed.WaitUntil(mutex, *due);
         } else {
-            changed.wait(lock);
+            changed.Wait(mutex);
         }
     }
 }

@@ -2,11 +2,10 @@
 #ifndef ZEF_CLIENT_SERVICE_SERVICE_MANAGER_H
 #define ZEF_CLIENT_SERVICE_SERVICE_MANAGER_H
 
+#include "common/Mutex.h"
 #include "service/StatusThrottle.h"
 
 #include <chrono>
-#include <condition_variable>
-#include <mutex>
 #include <string>
 #include <thread>
 
@@ -55,11 +54,10 @@ private:
 
     const bool isManaged;
 
-    std::mutex mutex;  // held while a message is sent, so that messages keep their order
-    std::condition_variable changed;
-    // Guarded by mutex
-    StatusThrottle throttle;
-    bool isEnding = false;
+    Mutex mutex;  // held while a message is sent, so that messages keep their order
+    Condition changed;
+    StatusThrottle throttle ZEF_GUARDED_BY(mutex);
+    bool isEnding ZEF_GUARDED_BY(mutex) = false;
 
     std::thread sender;
 };

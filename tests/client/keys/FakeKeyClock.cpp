@@ -2,20 +2,22 @@
 
 namespace zef {
 
-void FakeKeyClock::WaitFor(std::unique_lock<std::mutex> &lock, std::condition_variable &wakeUp,
-                           std::chrono::hours duration, const std::function<bool()> &ready)
+void FakeKeyClock::WaitFor(Mutex &waiting, Condition &wakeUp, std::chrono::hours duration,
+                           const std::function<bool()> &ready)
 {
     const int64_t deadline = elapsedHours + duration.count();
     {
-        const std::lock_guard<std::mutex> guard(mutex);  // after the waiter's own mutex
+        const MutexLock guard(mutex);  // after the waiter's own mutex
         ++waits;
         latestDuration = duration;
-        waiterMutex = lock.mutex();
+        waiterMutex = &waiting;
         waiter = &wakeUp;
     }
-    waitBegan.notify_all();
-    wakeUp.wait(lock, [&] { return ready() || elapsedHours >= deadline; });
-    const std::lock_guard<std::mutex> guard(mutex);
+    waitBegan.NotifyAll();
+    while (!ready() && elapsedHours < deadline) {
+        wakeUp.Wait(waiting);
+    }
+    const MutexLock guard(mutex);
     waiterMutex = nullptr;
     waiter = nullptr;
 }
@@ -24,28 +26,31 @@ void FakeKeyClock::Advance(std::chrono::hours duration)
 {
     now += std::chrono::seconds(duration).count();
     elapsedHours += duration.count();
-    std::mutex *toPass = nullptr;
-    std::condition_variable *toWake = nullptr;
+    Mutex *toPass = nullptr;
+    Condition *toWake = nullptr;
     {
-        const std::lock_guard<std::mutex> guard(mutex);
+        const MutexLock guard(mutex);
         toPass = waiterMutex;
         toWake = waiter;
     }
     if (toPass != nullptr) {
-        const std::lock_guard<std::mutex> guard(*toPass);  // not between the waiter's look and its sleep
-        toWake->notify_all();
+        const MutexLock guard(*toPass);  // not between the waiter's look and its sleep
+        toWake->NotifyAll();
     }
 }
 
 bool FakeKeyClock::AwaitWait(int n)
 {
-    std::unique_lock<std::mutex> lock(mutex);
-    return waitBegan.wait_for(lock, std::chrono::seconds(30), [this, n] { return waits >= n; });
+    const auto until = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    const MutexLock lock(mutex);
+    while (waits < n && waitBegan.WaitUntil(mutex, until)) {
+    }
+    return waits >= n;
 }
 
 std::chrono::hours FakeKeyClock::LatestDuration()
 {
-    const std::lock_guard<std::mutex> guard(mutex);
+    const MutexLock guard(mutex);
     return latestDuration;
 }
 

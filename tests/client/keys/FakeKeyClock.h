@@ -15,8 +15,8 @@ public:
 
     int64_t NowSeconds() override { return now; }
 
-    void WaitFor(std::unique_lock<std::mutex> &lock, std::condition_variable &wakeUp, std::chrono::hours duration,
-                 const std::function<bool()> &ready) override;
+    void WaitFor(Mutex &waiting, Condition &wakeUp, std::chrono::hours duration,
+                 const std::function<bool()> &ready) override ZEF_REQUIRES(waiting);
 
     // Ends the wait of a thread whose duration has then passed.
     void Advance(std::chrono::hours duration);
@@ -35,13 +35,12 @@ private:
     std::atomic<int64_t> now;
     std::atomic<int64_t> elapsedHours{0};
 
-    std::mutex mutex;
-    std::condition_variable waitBegan;
-    // guarded by mutex
-    int waits = 0;
-    std::chrono::hours latestDuration{0};
-    std::mutex *waiterMutex = nullptr;
-    std::condition_variable *waiter = nullptr;
+    Mutex mutex;
+    Condition waitBegan;
+    int waits ZEF_GUARDED_BY(mutex) = 0;
+    std::chrono::hours latestDuration ZEF_GUARDED_BY(mutex){0};
+    Mutex *waiterMutex ZEF_GUARDED_BY(mutex) = nullptr;
+    Condition *waiter ZEF_GUARDED_BY(mutex) = nullptr;
 };
 
 }  // namespace zef
