@@ -92,14 +92,22 @@ auto ThreadPool::commit(unsigned long delay, std::string name, F &&f, Args &&...
          bound = std::tuple<std::decay_t<Args>...>(std::forward<Args>(args)...)]() mutable {
             return std::apply(function, bound);
         });
-    std::future<Result> future = task->get_future();
 
     // Looked at without the mutex: a pool that stops in between still receives the task, and drops it by itself.
     if (!running || workers.empty()) {
-        return {-1, std::move(future)};
+        // Not left to the task's destructor, which must not run out of memory.
+        std::promise<Result> dropped;
+        dropped.set_exception(std::make_exception_ptr(std::future_error(std::future_errc::broken_promise)));
+        return {-1, dropped.get_future()};
     }
+    std::future<Result> future = task->get_future();
     {
         const std::lock_guard<std::mutex> lock(mutex);
+        // Room first: a task that is dropped while its future exists would have to be reported to that one, for which
+        // there may be no memory either.
+        if (tasks.size() == tasks.capacity()) {
+            tasks.reserve(2 * tasks.size() + 1);
+        }
         const int64_t dueTime = delay == 0 ? 0 : static_cast<int64_t>(TimeGetPowerOnMs() + delay);
         tasks.emplace_back(dueTime, std::move(name), Body(std::move(task)));
         std::push_heap(tasks.begin(), tasks.end(), cmp());

@@ -1,12 +1,15 @@
 #include "support/FakeSystem.h"
 
 #include <new>
+#include <utility>
 
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
+#include <dlfcn.h>
+#include <regex.h>
 #include <sys/stat.h>
 
 namespace {
@@ -46,6 +49,7 @@ FakeSystem &FakeSystem::Get()
 extern "C" {
 
 void *__real_malloc(size_t size);
+int __real_regcomp(regex_t *expression, const char *pattern, int flags);
 int __real_fsync(int descriptor);
 int __real_fclose(FILE *file);
 int __real_fchmod(int descriptor, mode_t mode);
@@ -82,6 +86,12 @@ void *__wrap_malloc(size_t size)
     return memory == nullptr ? nullptr : std::memset(memory, 0xA5, size);
 }
 
+int __wrap_regcomp(regex_t *expression, const char *pattern, int flags)
+{
+    const int result = std::exchange(FakeSystem::Get().regcompResult, 0);
+    return result != 0 ? result : __real_regcomp(expression, pattern, flags);
+}
+
 // operator new.
 void *__wrap__Znwm(size_t size)
 {
@@ -90,6 +100,18 @@ void *__wrap__Znwm(size_t size)
         throw std::bad_alloc();
     }
     return __real__Znwm(size);
+}
+
+// Takes the place of the C library's for all of the program, shared libraries included.
+char *strdup(const char *text)
+{
+    static const auto real = reinterpret_cast<char *(*)(const char *)>(dlsym(RTLD_NEXT, "strdup"));
+    int &left = FakeSystem::copiesUntilFailure;
+    if (left >= 0 && left-- == 0) {
+        errno = ENOMEM;
+        return nullptr;
+    }
+    return real(text);
 }
 
 int __wrap___cxa_atexit(void (*function)(void *), void *object, void *library)

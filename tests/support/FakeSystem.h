@@ -18,6 +18,7 @@ public:
     {
         *this = FakeSystem();
         newsUntilFailure = -1;
+        copiesUntilFailure = -1;
     }
 
     // Wall clock in seconds, and the pauses asked for; each pause moves the clock.
@@ -26,6 +27,7 @@ public:
 
     // Non-zero: the next such call fails with this errno. A failing close closes all the same, as the real one does.
     int mallocErrno = 0;
+    int regcompResult = 0;  // what it returns in place of an errno
     int fsyncErrno = 0;
     int fcloseErrno = 0;
     int chmodErrno = 0;
@@ -41,6 +43,9 @@ public:
     // Number of calls of operator new that succeed before the next one throws, once; -1: never. Counts what the library's
     // and the test's own objects ask for.
     inline static int newsUntilFailure = -1;
+
+    // The same of strdup, with which Mini-XML copies names and texts.
+    inline static int copiesUntilFailure = -1;
 
     // The objects with static storage whose destructors were registered, in the order of their construction.
     static std::vector<void *> StaticObjects();

@@ -1,6 +1,7 @@
 #include "ConfigMgr.h"
 
 #include <memory>
+#include <new>
 
 #include <cerrno>
 #include <cstdio>
@@ -10,7 +11,7 @@
 namespace {
 
 struct FileCloser {
-    void operator()(FILE *file) const { std::fclose(file); }
+    void operator()(FILE *file) const { (void)std::fclose(file); }
 };
 
 // Mini-XML keeps one error callback per thread and passes it nothing but the text.
@@ -21,14 +22,41 @@ void NoteParseError(const char *)
     parseFailed = true;
 }
 
+// Mini-XML does not look whether it got memory for the names and texts that it copies.
+bool LacksName(mxml_node_t *node)
+{
+    return mxmlGetType(node) == MXML_ELEMENT && mxmlGetElement(node) == nullptr;
+}
+
+bool HasNamesAndTexts(mxml_node_t *tree)
+{
+    for (mxml_node_t *node = tree; node != nullptr; node = mxmlWalkNext(node, tree, MXML_DESCEND)) {
+        if (LacksName(node) || (mxmlGetType(node) == MXML_OPAQUE && mxmlGetOpaque(node) == nullptr)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+// The texts of all elements are opaque. Asked for each element before its content is read: one that got no name is
+// given another, since Mini-XML compares it with that of the closing tag, which then ends the loading.
+mxml_type_t OpaqueTexts(mxml_node_t *element)
+{
+    if (LacksName(element)) {
+        (void)mxmlSetElement(element, "-");
+        parseFailed = true;
+    }
+    return mxml_opaque_cb(element);
+}
+
 // Mini-XML may hand back a tree although it complained, with content dropped; such a tree is not trusted.
 mxml_node_t *LoadDocument(FILE *file)
 {
     parseFailed = false;
     mxmlSetErrorCallback(NoteParseError);
-    mxml_node_t *const tree = mxmlLoadFile(MXML_NO_PARENT, file, mxml_opaque_cb);
+    mxml_node_t *const tree = mxmlLoadFile(MXML_NO_PARENT, file, OpaqueTexts);
     mxmlSetErrorCallback(nullptr);
-    if (parseFailed) {
+    if (parseFailed || !HasNamesAndTexts(tree)) {
         MymxmlDelete(tree);
         return nullptr;
     }
@@ -61,6 +89,10 @@ ConfigNode ConfigMgr::CreateConfig()
 {
     if (document == nullptr) {
         document = mxmlNewXML("1.0");
+        if (document == nullptr || LacksName(document)) {
+            Release();
+            throw std::bad_alloc();
+        }
     }
     return GetConfig();
 }

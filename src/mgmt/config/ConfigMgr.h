@@ -22,10 +22,12 @@ public:
     ConfigMgr &operator=(const ConfigMgr &) = delete;
 
     /// Loads a file unless a document is held already, which is then kept. Returns 0, or the positive errno when the
-    /// file cannot be opened. A file that opens but does not parse gives 0 as well, and no document: GetConfig tells.
+    /// file cannot be opened. A file that opens but does not parse, or not for lack of memory, gives 0 as well, and no
+    /// document: GetConfig tells.
     int ReadConfig(std::string path);
 
-    /// Makes an empty document of XML version 1.0 unless one is held, and returns its root.
+    /// Makes an empty document of XML version 1.0 unless one is held, and returns its root. Without memory it throws
+    /// std::bad_alloc.
     ConfigNode CreateConfig();
 
     /// The root of the document, above its top element; the empty node without a document.
@@ -43,7 +45,8 @@ private:
 
 /// Saves a document over an existing file so that the file is at every moment the old or the new one: the text goes to
 /// "<path>.bak", readable by its owner alone, reaches the disk, gets the permission bits of the target and is renamed
-/// over it. White space inside values is dropped, and what does not fit 32767 bytes is cut.
+/// over it. White space inside values is dropped, and what does not fit 32767 bytes is cut. After a power cut the file is
+/// the old or the new one; it is the new one for certain once its folder was synced, too, which is left to the caller.
 /// Returns 0; a negated errno when the temporary file cannot be opened, written or closed; -1 when there is no
 /// document or no temporary path, or when the target does not exist, its mode cannot be copied or the rename fails. On
 /// failure the target is untouched and the temporary file is gone.

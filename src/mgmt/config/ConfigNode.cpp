@@ -2,10 +2,12 @@
 
 #include <algorithm>
 #include <functional>
+#include <new>
 
 #include <cctype>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 namespace {
 
@@ -23,16 +25,50 @@ std::string LowerCase(const char *text)
     return lower;
 }
 
+// Mini-XML does without what it gets no memory for, mostly without a word. Callers get an exception, as from the
+// standard library, and never a document that lacks what they set.
+void Require(bool isThere)
+{
+    if (!isThere) {
+        throw std::bad_alloc();
+    }
+}
+
 void SetNodeText(mxml_node_t *element, const char *text)
 {
     if (element == nullptr) {
         return;
     }
     if (mxmlGetOpaque(element) != nullptr) {
-        mxmlSetOpaque(element, text);
-    } else {
-        mxmlNewOpaque(element, text);
+        Require(mxmlSetOpaque(element, text) == 0);
+        return;
     }
+    mxml_node_t *const child = mxmlNewOpaque(element, text);
+    if (child != nullptr && mxmlGetOpaque(child) == nullptr) {
+        mxmlDelete(child);
+        throw std::bad_alloc();
+    }
+    Require(child != nullptr);
+}
+
+void SetNodeAttr(mxml_node_t *element, const char *name, const char *value)
+{
+    mxmlElementSetAttr(element, name, value);
+    if (element != nullptr && mxmlGetType(element) == MXML_ELEMENT) {
+        const char *const found = mxmlElementGetAttr(element, name);
+        Require(found != nullptr && std::strcmp(found, value) == 0);
+    }
+}
+
+mxml_node_t *NewElement(mxml_node_t *parent, const char *name)
+{
+    mxml_node_t *const element = mxmlNewElement(parent, name);
+    if (element != nullptr && mxmlGetElement(element) == nullptr) {
+        mxmlDelete(element);
+        throw std::bad_alloc();
+    }
+    Require(element != nullptr);
+    return element;
 }
 
 // The element's text, or null when it has none or its "type" is present and another one.
@@ -47,7 +83,7 @@ const char *TextOfType(mxml_node_t *element, const char *type)
 
 void SetTyped(mxml_node_t *element, const char *type, const char *text)
 {
-    mxmlElementSetAttr(element, kTypeAttribute, type);
+    SetNodeAttr(element, kTypeAttribute, type);
     SetNodeText(element, text);
 }
 
@@ -108,7 +144,9 @@ ConfigNode ConfigNode::Create(const std::string &name)
     if (elements.empty()) {
         return ConfigNode();
     }
-    return ConfigNode(mxmlNewElement(Element(), name.c_str()));
+    ConfigNode created(nullptr);  // an element that nobody can be told of must not be there
+    created.elements.front() = NewElement(Element(), name.c_str());
+    return created;
 }
 
 void ConfigNode::Delete()
@@ -128,7 +166,7 @@ std::string ConfigNode::GetAttr(const std::string &name) const
 
 void ConfigNode::SetAttr(const std::string &name, const std::string &value)
 {
-    mxmlElementSetAttr(Element(), name.c_str(), value.c_str());
+    SetNodeAttr(Element(), name.c_str(), value.c_str());
 }
 
 std::string ConfigNode::GetString() const
@@ -197,7 +235,7 @@ void ConfigNode::SetBool(bool value)
 void ConfigNode::SetInt(int value)
 {
     char text[16];
-    std::snprintf(text, sizeof text, "%d", value);
+    (void)std::snprintf(text, sizeof text, "%d", value);
     SetTyped(Element(), kIntType, text);
 }
 

@@ -15,7 +15,7 @@
 /// Copies are cheap and never touch the document. An element's value is its text; the kind of value is recorded in its
 /// attribute "type" as "string", "bool" or "int". "Not found" is the empty node: every reader then yields its default
 /// and every writer does nothing. Unless said otherwise an operation acts on the first element of the list, "the
-/// element".
+/// element". A writer that gets no memory throws std::bad_alloc; of a text and its "type" one may then be set.
 ///
 /// Elements belong to the document: once its ConfigMgr has released it, or another node has deleted the element, a node
 /// that still holds it must not be used. One thread at a time per document.

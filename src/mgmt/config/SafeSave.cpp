@@ -39,7 +39,7 @@ FILE *OpenForOwnerAlone(const char *path)
     if (file == nullptr) {
         const int error = errno;
         close(descriptor);
-        std::remove(path);
+        (void)std::remove(path);
         errno = error;
     }
     return file;
@@ -54,10 +54,10 @@ public:
     ~TemporaryFile()
     {
         if (file != nullptr) {
-            std::fclose(file);
+            (void)std::fclose(file);
         }
         if (mustGo) {
-            std::remove(path);
+            (void)std::remove(path);
         }
     }
 
@@ -72,7 +72,7 @@ public:
         // The whole text fits the stream's buffer, so no failure can hide in the write, whose result is not looked at:
         // a full disk shows when the text is flushed.
         std::vector<char> buffer(std::max(text.size() + 1, kMinStreamBufferBytes));
-        std::setvbuf(file, buffer.data(), _IOFBF, buffer.size());
+        (void)std::setvbuf(file, buffer.data(), _IOFBF, buffer.size());
         const size_t written = std::fwrite(text.data(), 1, text.size(), file);
         (void)written;
 

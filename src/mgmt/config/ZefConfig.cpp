@@ -52,6 +52,26 @@ uint32_t SharedItem(int item)
     return static_cast<uint32_t>(ShmBaseCfgGetCfgVal(item));
 }
 
+// Key management that was initialised, and is finished again unless it is to stay.
+class StartedKeys {
+public:
+    StartedKeys() = default;
+    ~StartedKeys()
+    {
+        if (!stays) {
+            (void)WoxUtil::Finish();
+            ZefConfigExitTracePoint();
+        }
+    }
+    StartedKeys(const StartedKeys &) = delete;
+    StartedKeys &operator=(const StartedKeys &) = delete;
+
+    void Keep() { stays = true; }
+
+private:
+    bool stays = false;
+};
+
 // Copies the initiator WWN of the first filled record whose text fits.
 int32_t CopyInitiatorWwn(const OrnLinkInfo *records, char *buffer, uint32_t size)
 {
@@ -86,12 +106,12 @@ int32_t ZefConfigInit()
         ZefConfigExitTracePoint();
         return -1;
     }
+    StartedKeys keys;
     if (ZefConfigSetUuid() != 0) {
         ZEF_LOG(zef_config::kLogError, "%s: zef config set uuid error!", zef_config::kLogTag);
-        (void)WoxUtil::Finish();
-        ZefConfigExitTracePoint();
         return -1;
     }
+    keys.Keep();
     ZEF_LOG(zef_config::kLogInfo, "%s: zef config init success.", zef_config::kLogTag);
     return 0;
 }

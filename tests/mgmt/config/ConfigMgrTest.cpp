@@ -1,3 +1,4 @@
+#include "support/FakeSystem.h"
 #include "support/Files.h"
 #include "support/SmallStack.h"
 #include "support/WithoutFileCapabilities.h"
@@ -10,6 +11,7 @@
 #include <mxml.h>
 
 #include <filesystem>
+#include <new>
 #include <optional>
 #include <string>
 #include <thread>
@@ -420,6 +422,59 @@ TEST_F(ConfigMgrTest, DestructionAndReleaseFreeTheTree)
     load(false);
     load(true);
     EXPECT_LT(mallinfo2().uordblks, before + 100000) << "each tree takes more than a megabyte";
+}
+
+TEST_F(ConfigMgrTest, ADocumentThatDoesNotParseIsFreed)
+{
+    std::string body = "<Config>";
+    for (int i = 0; i < 20000; ++i) {
+        body += "<Ips type='string'>10.0.0.1</Ips>";
+    }
+    const std::string path = FileOf(body + std::string(1, '\0'));
+    const auto load = [&path] {
+        ConfigMgr manager;
+        EXPECT_EQ(manager.ReadConfig(path), 0);
+        EXPECT_EQ(manager.GetConfig().Size(), 0);
+    };
+    load();  // whatever is allocated only once
+    const size_t before = mallinfo2().uordblks;
+    load();
+    EXPECT_LT(mallinfo2().uordblks, before + 100000) << "the tree takes more than a megabyte";
+}
+
+// Mini-XML goes on without the name or the text.
+TEST_F(ConfigMgrTest, AFileThatIsReadWithoutMemoryForAllOfItHasNotParsed)
+{
+    const std::string path = FileOf(Document("<Config><Uuid>one</Uuid><Ips>a</Ips><Ips>b</Ips></Config>"));
+    int copies = 0;
+    for (bool isWhole = false; !isWhole; ++copies) {
+        ConfigMgr manager;
+        FakeSystem::copiesUntilFailure = copies;
+        EXPECT_EQ(manager.ReadConfig(path), 0);
+        isWhole = FakeSystem::copiesUntilFailure >= 0;
+        FakeSystem::copiesUntilFailure = -1;
+        EXPECT_EQ(Uuid(manager), isWhole ? std::optional<std::string>("one") : std::nullopt) << "copy " << copies;
+    }
+    EXPECT_GT(copies, 8) << "names and texts are not copied with strdup any more";
+}
+
+TEST_F(ConfigMgrTest, AFileThatIsReadWithoutMemoryMayBeReadAgain)
+{
+    const std::string path = FileOf(Document("<Config><Uuid>one</Uuid></Config>"));
+    ConfigMgr manager;
+    FakeSystem::copiesUntilFailure = 1;
+    EXPECT_EQ(manager.ReadConfig(path), 0);
+    EXPECT_EQ(manager.ReadConfig(path), 0);
+    EXPECT_EQ(Uuid(manager), "one");
+}
+
+TEST_F(ConfigMgrTest, WithoutMemoryNoDocumentIsCreated)
+{
+    ConfigMgr manager;
+    FakeSystem::copiesUntilFailure = 0;
+    EXPECT_THROW((void)manager.CreateConfig(), std::bad_alloc);
+    EXPECT_EQ(manager.GetConfig().Size(), 0);
+    EXPECT_EQ(manager.CreateConfig().Size(), 1);
 }
 
 TEST_F(ConfigMgrTest, SavesWhatItReadOverAnotherFile)

@@ -1,3 +1,4 @@
+#include "support/FakeSystem.h"
 #include "support/SmallStack.h"
 #include "support/XmlDocument.h"
 
@@ -8,6 +9,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <new>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -649,6 +651,50 @@ TEST(MymxmlDeleteTest, LeavesAParentThatItEmpties)
     const XmlDocument document("<Config><A><B><C/></B></A></Config>");
     MymxmlDelete(document.Find("B"));
     EXPECT_EQ(document.Text(), "<Config><A /></Config>");
+}
+
+// Mini-XML does without what it gets no memory for.
+TEST(ConfigNodeTest, WithoutMemoryForTheNameNoElementIsCreated)
+{
+    const XmlDocument document("<Config/>");
+    ConfigNode config = NodeOf(document, "Config");
+    FakeSystem::copiesUntilFailure = 0;
+    EXPECT_THROW((void)config.Create("Uuid"), std::bad_alloc);
+    EXPECT_EQ(document.Text(), "<Config />");
+    config.Create("Uuid").SetString("one");
+    EXPECT_EQ(NodeOf(document, "Uuid").GetString(), "one");
+}
+
+TEST(ConfigNodeTest, ATypeThatThereIsNoMemoryForIsReported)
+{
+    const XmlDocument document("<Value/>");
+    ConfigNode value = NodeOf(document, "Value");
+    FakeSystem::copiesUntilFailure = 0;
+    EXPECT_THROW(value.SetString("one"), std::bad_alloc);
+    EXPECT_EQ(document.Text(), "<Value />");
+}
+
+// The type is copied first.
+TEST(ConfigNodeTest, AFirstTextThatThereIsNoMemoryForIsReported)
+{
+    const XmlDocument document("<Value type=\"string\"/>");
+    ConfigNode value = NodeOf(document, "Value");
+    FakeSystem::copiesUntilFailure = 1;
+    EXPECT_THROW(value.SetString("one"), std::bad_alloc);
+    EXPECT_EQ(document.Text(), "<Value type=\"string\" />");
+    value.SetString("one");
+    EXPECT_EQ(value.GetString(), "one");
+}
+
+TEST(ConfigNodeTest, AnotherTextThatThereIsNoMemoryForIsReported)
+{
+    const XmlDocument document(Element("one", " type=\"string\""));
+    ConfigNode value = NodeOf(document, "Value");
+    FakeSystem::copiesUntilFailure = 1;
+    EXPECT_THROW(value.SetString("two"), std::bad_alloc);
+    EXPECT_EQ(value.GetString(), "one");
+    value.SetString("two");
+    EXPECT_EQ(value.GetString(), "two");
 }
 
 TEST(MymxmlDeleteTest, FreesEveryNodeBelowFromTheFirstChildOn)

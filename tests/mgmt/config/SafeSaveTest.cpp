@@ -25,6 +25,7 @@
 #include <sys/mount.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -449,6 +450,18 @@ TEST_F(SafeSaveTest, KeepsThePermissionBitsOfTheTarget)
         EXPECT_EQ(FileMode(target), mode);
         EXPECT_EQ(ReadFile(target), kSmallSaved);
     }
+}
+
+// The temporary file is descriptor 0 then.
+TEST_F(SafeSaveTest, SavesWhereNoStandardInputIsOpen)
+{
+    const int standardInput = dup(STDIN_FILENO);
+    close(STDIN_FILENO);
+    const int result = Save(kSmall);
+    dup2(standardInput, STDIN_FILENO);
+    close(standardInput);
+    EXPECT_EQ(result, 0);
+    EXPECT_EQ(ReadFile(target), kSmallSaved);
 }
 
 TEST_F(SafeSaveTest, LeavesNoTemporaryFile)

@@ -10,6 +10,8 @@
 #include <cstdint>
 #include <cstring>
 
+#include <malloc.h>
+
 namespace {
 
 using ::testing::ElementsAre;
@@ -230,6 +232,17 @@ TEST_F(ZefConfigQueriesTest, GetFcIniWwnFindsNothingWhenTheGatewayFillsNoRecordA
     EXPECT_EQ(Ask(ZefConfigGetFcIniWwn, 64), kRefused);
     EXPECT_THAT(platform.calls, ElementsAre(kAllLinks, kShardCards));
     EXPECT_TRUE(platform.logs.empty());
+}
+
+TEST_F(ZefConfigQueriesTest, GetFcIniWwnFreesItsRecords)
+{
+    EXPECT_EQ(Ask(ZefConfigGetFcIniWwn, 64), kRefused);  // whatever is allocated only once
+    const size_t before = mallinfo2().uordblks;
+    for (int i = 0; i < 50; ++i) {
+        EXPECT_EQ(Ask(ZefConfigGetFcIniWwn, 64), kRefused);
+        platform.wiped.clear();
+    }
+    EXPECT_LT(mallinfo2().uordblks, before + 1000000) << "the records take three megabytes in all";
 }
 
 TEST_F(ZefConfigQueriesTest, GetFcIniWwnFailsWithoutMemoryBeforeItAsks)

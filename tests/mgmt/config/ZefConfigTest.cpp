@@ -17,6 +17,8 @@
 #include <climits>
 #include <cstdint>
 
+#include <regex.h>
+
 namespace {
 
 using ::testing::ElementsAre;
@@ -287,6 +289,14 @@ TEST_F(ZefConfigTest, InitLeavesStorageAndSwitchesAlone)
 TEST_F(ZefConfigTest, ALackOfMemoryInInitReachesTheCaller)
 {
     EXPECT_GT(FailEachAllocation([] { return ZefConfigInit(); }, [] {}), 0);
+}
+
+// The other one would be that of another client.
+TEST_F(ZefConfigTest, ALackOfMemoryDoesNotMakeTheUuidMalformed)
+{
+    system.regcompResult = REG_ESPACE;
+    EXPECT_THROW((void)ZefConfigInit(), std::bad_alloc);
+    EXPECT_THAT(platform.calls, IsEmpty());
 }
 
 // Start

@@ -84,7 +84,8 @@ const std::set<std::string> &ZefStorage::GetIpList() const
 
 void ZefStorage::AddIpList(const std::set<std::string> &ips)
 {
-    ipList.insert(ips.begin(), ips.end());
+    std::set<std::string> added = ips;
+    ipList.merge(added);  // takes the nodes over: all of the addresses, or none when there is no memory
 }
 
 void ZefStorage::DeleteIpFromList(const std::string &ip)
@@ -108,7 +109,7 @@ const std::vector<IpPair> &ZefStorage::GetIpParis() const
 
 void ZefStorage::SetIpParis(const std::vector<IpPair> &pairs)
 {
-    ipParis = pairs;
+    ipParis = std::vector<IpPair>(pairs);  // as a whole, or not at all when there is no memory
 }
 
 void ZefStorage::AddIpParis(const IpPair &pair)

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <set>
+#include <utility>
 
 namespace {
 
@@ -196,7 +197,10 @@ int ZefStorageManager::UpdateStorageUser(const std::string &name, const std::str
         ZEF_PROTOCOL_LOG("PROTOCOL: zef storage manager name %s not exist.\n", name.c_str());
         return -1;
     }
-    storage.SetUser(user);
-    storage.SetPassword(password);
+    // Both or none: there may be no memory for the second.
+    ZefStorage updated = storage;
+    updated.SetUser(user);
+    updated.SetPassword(password);
+    storage = std::move(updated);
     return 0;
 }

@@ -32,7 +32,8 @@ public:
     /// The same.
     static ZefStorage &GetStorage(const std::string &name);
 
-    /// Whether the whole text matches a POSIX extended regular expression.
+    /// Whether the whole text matches a POSIX extended regular expression. Without memory it throws std::bad_alloc, as
+    /// everything here does: what is asked for is then done as a whole or not at all.
     static bool IsValid(const std::string &text, const std::string &pattern);
     /// 5 to 32 ASCII letters, digits and underscores, beginning with a letter.
     static bool IsValidUserName(const std::string &user);

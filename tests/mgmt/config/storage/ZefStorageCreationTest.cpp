@@ -7,6 +7,8 @@
 #include <new>
 #include <stdexcept>
 
+#include <regex.h>
+
 namespace {
 
 using ::testing::ElementsAre;
@@ -430,6 +432,32 @@ TEST_F(ZefStorageCreationTest, AListThatCannotGrowKeepsItsContents)
             EXPECT_THAT(IpsOf("array0"), ElementsAre("10.0.0.9"));
         });
     EXPECT_THAT(Names(), ElementsAre("array0", name));
+}
+
+TEST_F(ZefStorageCreationTest, AddressesAreAddedAllOrNoneWhenMemoryRunsOut)
+{
+    Register("array0", {"10.0.0.9"});
+    ExpectAllOrNothing([] { (void)ZefStorageManager::AddStorageIps("array0", "10.0.0.1;10.0.0.2;10.0.0.3"); },
+                       [] { EXPECT_THAT(IpsOf("array0"), ElementsAre("10.0.0.9")); });
+    EXPECT_THAT(IpsOf("array0"), ElementsAre("10.0.0.1", "10.0.0.2", "10.0.0.3", "10.0.0.9"));
+}
+
+TEST_F(ZefStorageCreationTest, PairsAreReplacedAllOrNoneWhenMemoryRunsOut)
+{
+    ZefStorage storage;
+    const std::vector<IpPair> before = {{"10.0.1.1", "10.0.0.1"}, {"10.0.1.2", "10.0.0.1"}};
+    const std::vector<IpPair> after = {{"10.0.1.3", "10.0.0.1"}, {std::string(60, 'x'), "10.0.0.1"}};
+    storage.SetIpParis(before);
+    ExpectAllOrNothing([&] { storage.SetIpParis(after); }, [&] { EXPECT_EQ(storage.GetIpParis(), before); });
+    EXPECT_EQ(storage.GetIpParis(), after);
+}
+
+TEST_F(ZefStorageCreationTest, ALackOfMemoryIsNoRefusal)
+{
+    system.regcompResult = REG_ESPACE;
+    EXPECT_THROW((void)CreateOverIp("array1", "admin", "10.0.0.1"), std::bad_alloc);
+    EXPECT_THAT(platform.ProtocolTexts(), IsEmpty());
+    EXPECT_THAT(Names(), IsEmpty());
 }
 
 TEST_F(ZefStorageCreationTest, AnExceptionOfThePlatformLeavesTheRegistryAsItWas)
