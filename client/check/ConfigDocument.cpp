@@ -15,7 +15,7 @@ namespace zef {
 namespace {
 
 struct FileCloser {
-    void operator()(FILE *file) const { std::fclose(file); }
+    void operator()(FILE *file) const { (void)std::fclose(file); }
 };
 
 thread_local bool parseFailed = false;

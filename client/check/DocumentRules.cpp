@@ -41,7 +41,7 @@ void ReportNestedTop(mxml_node_t *root, DocumentReport &report)
 // Start-up looks among the children of the first node, which the XML declaration is when there is one.
 std::vector<mxml_node_t *> CheckTop(mxml_node_t *root, DocumentReport &report)
 {
-    const std::vector<mxml_node_t *> found = ChildElements(root, kTop);
+    std::vector<mxml_node_t *> found = ChildElements(root, kTop);
     if (found.empty() && NameOf(root) == kTop) {
         report.Refuse(root, "declaration-missing",
                       std::string("there is no XML declaration in front of Config, and so start-up does not find "

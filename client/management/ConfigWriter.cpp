@@ -11,6 +11,7 @@
 #include "check/SavedText.h"
 #include "check/SourceText.h"
 #include "common/Counted.h"
+#include "common/FolderSync.h"
 #include "control/ControlError.h"
 
 #include <zef_config/ConfigMgr.h>
@@ -23,6 +24,7 @@
 #include <utility>
 #include <vector>
 
+#include <cerrno>
 #include <cstring>
 
 #include <sys/stat.h>
@@ -192,6 +194,11 @@ void Save(const ConfigDocument &document, const std::string &path)
         throw ControlError(ExitCode::Failed,
                            fmt::format("{} cannot be written ({}); it is as it was", path,
                                        result == -1 ? "its new text cannot take its place" : std::strerror(-result)));
+    }
+    if (!SyncFolderOf(path)) {
+        throw ControlError(ExitCode::Failed, fmt::format("{} is written, but would be as it was before after a power cut: its "
+                                                         "folder cannot be synced ({})",
+                                                         path, std::strerror(errno)));
     }
 }
 
