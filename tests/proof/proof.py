@@ -5,10 +5,12 @@ A proof is a program tests/proof/NN-NAME/row. It says what it does on standard o
     control WHAT: noticed          one for each detector, shown something that it must notice; MISSED fails the proof
     tried N failed N
 
-and it exits with 0 only when nothing failed and every control was noticed. Programs in other languages print the same.
+and it exits with 0 only when nothing failed and every control was noticed. Where a machine lacks what the whole proof needs
+it prints `not tried here: REASON` instead. Programs in other languages print the same.
 """
 
 import argparse
+import atexit
 import os
 import pathlib
 import random
@@ -46,6 +48,7 @@ class Proof:
         """A scratch folder that goes with the run."""
         if self._work is None:
             self._work = pathlib.Path(tempfile.mkdtemp(prefix="zef-proof-"))
+            atexit.register(shutil.rmtree, self._work, ignore_errors=True)
         return self._work
 
     def time_is_over(self):
@@ -80,8 +83,6 @@ class Proof:
 
     def finish(self):
         """Prints the result and ends the program."""
-        if self._work is not None:
-            shutil.rmtree(self._work, ignore_errors=True)
         if self.controls == 0:
             print("no positive control was carried out", flush=True)
         print(f"tried {self.tried} failed {self.failed}", flush=True)
