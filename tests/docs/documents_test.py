@@ -6,6 +6,7 @@ import os
 import pathlib
 import re
 import subprocess
+import sys
 import tempfile
 import unittest
 
@@ -109,6 +110,34 @@ class ScriptOfAllTestsTest(unittest.TestCase):
                                  stderr=subprocess.STDOUT, text=True)
         self.assertEqual(refused.returncode, 2)
         self.assertRegex(refused.stdout, r"^test \[PRESET\.\.\.\]:")
+
+
+class ProofsTest(unittest.TestCase):
+    """The proofs take the same builds as the tests; what they do before is tried here."""
+
+    @staticmethod
+    def run_command(*command):
+        return subprocess.run(command, check=False, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
+
+    def test_a_soak_asks_how_long(self):
+        for arguments in ((), ("soon",), ("0",)):
+            with self.subTest(arguments=arguments):
+                refused = self.run_command(SOURCE_DIR / "scripts" / "soak", *arguments)
+                self.assertEqual(refused.returncode, 2)
+                self.assertRegex(refused.stdout, r"^soak SECONDS")
+
+    def test_refuses_a_row_that_there_is_not(self):
+        refused = self.run_command(sys.executable, "-B", SOURCE_DIR / "tests" / "proof" / "prove.py", "--rows", "1,99")
+        self.assertEqual(refused.returncode, 1)
+        self.assertIn("no such rows: [99]", refused.stdout)
+
+    def test_the_document_has_every_row(self):
+        text = (SOURCE_DIR / "docs" / "reliability.md").read_text(encoding="utf-8")
+        rows = sorted(int(path.parent.name[:2]) for path in (SOURCE_DIR / "tests" / "proof").glob("*/row"))
+        for row in rows:
+            with self.subTest(row=row):
+                self.assertRegex(text, rf"(?m)^\| {row} \|")
+        self.assertEqual(rows, list(range(1, len(rows) + 1)))
 
 
 class ArchitectureTest(unittest.TestCase):
