@@ -7,6 +7,8 @@
 #include <iscsi/iscsi.h>
 #include <iscsi/scsi-lowlevel.h>
 
+#include <algorithm>
+#include <array>
 #include <utility>
 
 #include <cctype>
@@ -156,8 +158,9 @@ void IscsiSession::OnLoggedIn(int status)
 // libiscsi copies a text and its end alone: only one that fills its fields leaves nothing of those before it.
 void IscsiSession::ForgetCredential()
 {
-    const std::string filling(kLongestCredential, '*');
-    iscsi_set_initiator_username_pwd(context.get(), filling.c_str(), filling.c_str());
+    std::array<char, kLongestCredential + 1> filling{};
+    std::fill_n(filling.begin(), kLongestCredential, '*');
+    iscsi_set_initiator_username_pwd(context.get(), filling.data(), filling.data());
     iscsi_set_initiator_username_pwd(context.get(), "", "");
     ForgetTraces();
 }

@@ -195,11 +195,15 @@ void Save(const ConfigDocument &document, const std::string &path)
                            fmt::format("{} cannot be written ({}); it is as it was", path,
                                        result == -1 ? "its new text cannot take its place" : std::strerror(-result)));
     }
+}
+
+// What there is to say of a file that stands as it shall. It outlasts a power cut once the folder is synced, too.
+std::string Outlasting(const std::string &path, std::string sentence)
+{
     if (!SyncFolderOf(path)) {
-        throw ControlError(ExitCode::Failed, fmt::format("{} is written, but would be as it was before after a power cut: its "
-                                                         "folder cannot be synced ({})",
-                                                         path, std::strerror(errno)));
+        sentence += fmt::format(", but a power cut may undo it: its folder cannot be synced ({})", std::strerror(errno));
     }
+    return sentence;
 }
 
 }  // namespace
@@ -226,12 +230,13 @@ std::string SaveRunningState(const std::string &path)
     }
     const int changes = Edit(config);
     if (changes == 0) {
-        return fmt::format("{} holds what is running already", path);
+        return Outlasting(path, fmt::format("{} holds what is running already", path));
     }
     RequireSafe(document, path);
     RequireUnchanged(path, before);
     Save(document, path);
-    return fmt::format("{} is written: {}", path, Counted(static_cast<size_t>(changes), "change", "changes"));
+    return Outlasting(path, fmt::format("{} is written: {}", path,
+                                        Counted(static_cast<size_t>(changes), "change", "changes")));
 }
 
 }  // namespace zef

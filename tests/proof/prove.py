@@ -11,6 +11,7 @@ import re
 import secrets
 import subprocess
 import sys
+import tempfile
 import time
 from concurrent.futures import ThreadPoolExecutor
 
@@ -83,14 +84,15 @@ class Outcome:
 def prove(folder, seed, soak):
     """Carries out one proof."""
     log_file = BUILD / "proof" / f"{folder}.log"
-    command = ["timeout", str(int(soak or 0) + PATIENCE), ROOT / "tests/proof" / folder / "row", "--seed", str(seed),
-               "--builds", BUILD]
+    command = ["timeout", "--kill-after=30", str(int(soak or 0) + PATIENCE), ROOT / "tests/proof" / folder / "row",
+               "--seed", str(seed), "--builds", BUILD]
     if soak is not None:
         command += ["--soak", str(soak)]
     start = time.monotonic()
-    with open(log_file, "w", encoding="utf-8") as log:
+    with open(log_file, "w", encoding="utf-8") as log, \
+            tempfile.TemporaryDirectory(prefix="zef-prove-", ignore_cleanup_errors=True) as scratch:
         status = subprocess.run(command, cwd=ROOT, stdout=log, stderr=subprocess.STDOUT, stdin=subprocess.DEVNULL,
-                                check=False).returncode
+                                env={**os.environ, "TMPDIR": scratch}, check=False).returncode
     text = log_file.read_text(encoding="utf-8", errors="replace")
     result = re.findall(r"^tried (\d+) failed (\d+)$", text, re.MULTILINE)
     tried, failed = map(int, result[-1]) if result else (0, 0)

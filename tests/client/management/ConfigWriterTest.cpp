@@ -4,8 +4,11 @@
 #include "check/ConfigCheck.h"
 #include "management/SwitchChanges.h"
 #include "support/Files.h"
+#include "support/WithoutFileCapabilities.h"
 
 #include <zef_config/ConfigMgr.h>
+
+#include <sys/stat.h>
 
 namespace zef {
 namespace {
@@ -62,6 +65,23 @@ TEST_F(ConfigWriterTest, LeavesAFileAloneThatSaysTheSame)
     (void)AddStorage(Description());
     EXPECT_EQ(SaveRunningState(path), path + " holds what is running already");
     EXPECT_EQ(Written(), text);
+}
+
+// The folder may be entered and changed, but not opened.
+TEST_F(ConfigWriterTest, SaysWhenAPowerCutMayUndoWhatIsWritten)
+{
+    WriteFile(path, Document(""));
+    (void)SetSwitch("deduplication", "on");
+    ASSERT_EQ(chmod(folder.Path().c_str(), 0300), 0);
+    {
+        const WithoutFileCapabilities bound;
+        const std::string doubt = ", but a power cut may undo it: its folder cannot be synced (Permission denied)";
+        EXPECT_EQ(SaveRunningState(path), path + " is written: 1 change" + doubt);
+        EXPECT_EQ(SaveRunningState(path), path + " holds what is running already" + doubt);
+    }
+    ASSERT_EQ(chmod(folder.Path().c_str(), 0700), 0);
+    EXPECT_EQ(SaveRunningState(path), path + " holds what is running already");
+    EXPECT_THAT(Written(), ::testing::HasSubstr(">ON</Deduplication>"));
 }
 
 TEST_F(ConfigWriterTest, ChangesOnlyWhatDiffers)
