@@ -1,18 +1,12 @@
 // A platform that answers at once and keeps nothing, for programs that run the library's parts a million times over. Every
 // array is reached from one local address, every link is up at once. The pool is of the program's choice: IdlePool.cpp, or
 // the one with a worker.
-#include <zef_config/platform/BoundsChecked.h>
 #include <zef_config/platform/ClientComponents.h>
 #include <zef_config/platform/Gateway.h>
 #include <zef_config/platform/IpUtil.h>
 #include <zef_config/platform/KeyManagement.h>
 #include <zef_config/platform/Log.h>
-#include <zef_config/platform/Memory.h>
 #include <zef_config/platform/SharedBaseConfig.h>
-
-#include <cerrno>
-#include <cstdlib>
-#include <cstring>
 
 #include <arpa/inet.h>
 
@@ -43,40 +37,6 @@ uint64_t yrax_get_jiffies(void)
 {
     static uint64_t now = 0;
     return now += 1000000;
-}
-
-void *yrmm_malloc(size_t size, int, const char *)
-{
-    return std::malloc(size);
-}
-
-void yrmm_free(void *memory, int, const char *)
-{
-    std::free(memory);
-}
-
-int memset_s(void *dest, size_t destSize, int value, size_t count)
-{
-    if (dest == nullptr || count > destSize) {
-        return EINVAL;
-    }
-    std::memset(dest, value, count);
-    return 0;
-}
-
-int strcpy_s(char *dest, size_t destSize, const char *src)
-{
-    if (dest == nullptr || src == nullptr || std::strlen(src) >= destSize) {
-        return EINVAL;
-    }
-    std::memcpy(dest, src, std::strlen(src) + 1);
-    return 0;
-}
-
-int strcat_s(char *dest, size_t destSize, const char *src)
-{
-    const size_t length = std::strlen(dest);
-    return length < destSize ? strcpy_s(dest + length, destSize - length, src) : EINVAL;
 }
 
 int OrnCreateTarnLinks(const OrnLinkRequest *request)
