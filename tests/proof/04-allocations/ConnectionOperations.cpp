@@ -56,8 +56,8 @@ void Set(const Scene &scene)
     storage.SetWwn(scene.wwn);
 }
 
-// A task that ran out of memory leaves what it had done by then; nothing of it is wrong. Where the retry found no
-// memory either, the queue is empty.
+// A task that ran out of memory leaves what it had done by then; nothing of it is wrong. Where it had not come
+// to a retry, or the retry found no memory either, the queue is empty: it is given up, which is counted apart.
 bool MayLeaveTheHalf(const State &before, const State &complete, const State &after)
 {
     const auto in = [](const State &state, const std::string &name) {

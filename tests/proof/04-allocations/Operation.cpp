@@ -275,6 +275,13 @@ std::string OperationRun::Judge(bool thrown, int result) const
     return "after the failure " + Difference(before, after);
 }
 
+// Whether a task ended early, and nothing is queued that would try again.
+bool OperationRun::IsGivenUp() const
+{
+    const State after = SeenState();
+    return operation.tellsNothing && after != complete && after.at("queue").empty();
+}
+
 std::string OperationRun::Attempt(const Failure &failure) const
 {
     Prepare();
@@ -284,6 +291,7 @@ std::string OperationRun::Attempt(const Failure &failure) const
         return "not reached";
     }
     std::string wrong = Judge(thrown, result);
+    const bool isGivenUp = IsGivenUp();
     if (wrong.empty() && (thrown || result != completeResult || operation.tellsNothing)) {
         if (operation.recover) {
             operation.recover();
@@ -302,6 +310,9 @@ std::string OperationRun::Attempt(const Failure &failure) const
     }
     if (!wrong.empty()) {
         return "FAILED: " + std::string(thrown ? "thrown" : "result " + std::to_string(result)) + ": " + wrong;
+    }
+    if (isGivenUp) {
+        return "given up";
     }
     return thrown ? "thrown" : result == completeResult ? "done" : "refused";
 }

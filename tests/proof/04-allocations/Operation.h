@@ -50,14 +50,15 @@ public:
 
     long Allocations() const { return allocations; }
 
-    // Carries it out with a failure. Returns what came of it: "done", "refused", "thrown"; "not reached" when no
-    // allocation failed; or "FAILED: ..." with what is wrong.
+    // Carries it out with a failure. Returns what came of it: "done", "refused", "thrown"; "given up" for a task that
+    // ended early and is not tried again; "not reached" when no allocation failed; or "FAILED: ..." with what is wrong.
     std::string Try(const Failure &failure) const;
 
 private:
     void Prepare() const;
     std::string Attempt(const Failure &failure) const;
     std::string Judge(bool thrown, int result) const;
+    bool IsGivenUp() const;
 
     const Operation &operation;
     State before;

@@ -1,20 +1,16 @@
 #include "Platform.h"
 
-#include <zef_config/platform/BoundsChecked.h>
 #include <zef_config/platform/ClientComponents.h>
 #include <zef_config/platform/Gateway.h>
 #include <zef_config/platform/IpUtil.h>
 #include <zef_config/platform/KeyManagement.h>
 #include <zef_config/platform/Log.h>
-#include <zef_config/platform/Memory.h>
 #include <zef_config/platform/SharedBaseConfig.h>
 
 #include <algorithm>
 #include <stdexcept>
 #include <utility>
 
-#include <cerrno>
-#include <cstdlib>
 #include <cstring>
 
 #include <arpa/inet.h>
@@ -109,40 +105,6 @@ int nas_log_map_get(int level)
 uint64_t yrax_get_jiffies(void)
 {
     return 0;
-}
-
-void *yrmm_malloc(size_t size, int, const char *)
-{
-    return std::malloc(size);
-}
-
-void yrmm_free(void *memory, int, const char *)
-{
-    std::free(memory);
-}
-
-int memset_s(void *dest, size_t destSize, int value, size_t count)
-{
-    if (dest == nullptr || count > destSize) {
-        return EINVAL;
-    }
-    std::memset(dest, value, count);
-    return 0;
-}
-
-int strcpy_s(char *dest, size_t destSize, const char *src)
-{
-    if (dest == nullptr || src == nullptr || std::strlen(src) >= destSize) {
-        return EINVAL;
-    }
-    std::memcpy(dest, src, std::strlen(src) + 1);
-    return 0;
-}
-
-int strcat_s(char *dest, size_t destSize, const char *src)
-{
-    const size_t used = std::strlen(dest);
-    return strcpy_s(dest + used, destSize - used, src);
 }
 
 int OrnCreateTarnLinks(const OrnLinkRequest *request)

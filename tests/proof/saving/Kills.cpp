@@ -18,7 +18,9 @@ namespace {
 constexpr mode_t kTargetMode = 0640;
 
 struct Counts {
-    long killed, torn, lost, readable, stopped, early, written, renamed, between, left;
+    long torn, lost, readable, stopped, early, written, renamed, between, privateLeft, modedLeft;
+
+    long InSaves() const { return early + written + renamed; }
 };
 
 using Clock = std::chrono::steady_clock;
@@ -70,26 +72,45 @@ bool Kill(pid_t child)
 
 // A temporary file belongs to its owner alone, but for the moment before its renaming, when it is whole and has the
 // mode of the target, and the moment after the next save has emptied that one.
-bool IsReadable(const std::string &temporary, mode_t mode)
+void ExamineLeft(const std::string &temporary, mode_t mode, Counts &counts)
 {
+    constexpr mode_t kOwnerOnly = 0600;
     const std::string text = Content(temporary);
-    return (mode & 077U) != 0 && !(mode == kTargetMode && (text.empty() || VersionOf(text) >= 0));
+    const bool isModed = mode == kTargetMode && (text.empty() || VersionOf(text) >= 0);
+    counts.privateLeft += mode == kOwnerOnly;
+    counts.modedLeft += isModed;
+    counts.readable += mode != kOwnerOnly && !isModed;
 }
 
-void Examine(const std::string &target, const volatile Progress &progress, Counts &counts)
+void ExamineTarget(const std::string &target, const volatile Progress &progress, Counts &counts)
 {
     const long found = VersionOf(Content(target));
+    counts.torn += found < 0 || found > progress.begun;
+    counts.lost += found >= 0 && found < progress.done;
+}
+
+void NotePlace(const std::string &target, const volatile Progress &progress, bool isLeft, Counts &counts)
+{
     const bool inSave = progress.begun != progress.done;
+    const bool isRenamed = VersionOf(Content(target)) == progress.begun;
+    counts.between += !inSave;
+    counts.renamed += inSave && isRenamed;
+    counts.written += inSave && !isRenamed && isLeft;
+    counts.early += inSave && !isRenamed && !isLeft;
+}
+
+void Examine(const std::string &target, bool wasKilled, const volatile Progress &progress, Counts &counts)
+{
     struct stat status = {};
     const bool isLeft = stat(TemporaryOf(target).c_str(), &status) == 0;
-    counts.torn += found < 0;
-    counts.lost += found >= 0 && found < progress.done;
-    counts.left += isLeft;
-    counts.readable += isLeft && IsReadable(TemporaryOf(target), status.st_mode & 07777U);
-    counts.between += !inSave;
-    counts.renamed += inSave && found == progress.begun;
-    counts.written += inSave && found != progress.begun && isLeft;
-    counts.early += inSave && found != progress.begun && !isLeft;
+    ExamineTarget(target, progress, counts);
+    counts.stopped += !wasKilled;
+    if (wasKilled) {
+        NotePlace(target, progress, isLeft, counts);
+    }
+    if (isLeft) {
+        ExamineLeft(TemporaryOf(target), status.st_mode & 07777U, counts);
+    }
 }
 
 }  // namespace
@@ -128,13 +149,12 @@ void KillSaves(Saver &saver, const std::string &target, long count, unsigned see
     Counts counts = {};
     long version = VersionOf(Content(target));
     progress.begun = progress.done = version;
-    for (long trial = 0; trial < count; ++trial) {
+    // Few kills come between two saves; more than that, and a saver that is stopped, end it too.
+    for (long trial = 0; trial < 2 * count && counts.InSaves() < count; ++trial) {
         const pid_t child = StartSaving(saver, target, version + 1, progress);
         usleep(static_cast<unsigned>(delay(random)));
         const bool wasKilled = Kill(child);
-        counts.killed += wasKilled;
-        counts.stopped += !wasKilled;
-        Examine(target, progress, counts);
+        Examine(target, wasKilled, progress, counts);
         if (!wasKilled) {
             std::remove(TemporaryOf(target).c_str());
         }
@@ -142,7 +162,7 @@ void KillSaves(Saver &saver, const std::string &target, long count, unsigned see
         progress.begun = progress.done = std::max(VersionOf(Content(target)), 0L);
     }
     munmap(memory, sizeof(Progress));
-    std::printf("killed %ld torn %ld lost %ld readable %ld stopped %ld early %ld written %ld renamed %ld between %ld "
-                "left %ld\n", counts.killed, counts.torn, counts.lost, counts.readable, counts.stopped, counts.early,
-                counts.written, counts.renamed, counts.between, counts.left);
+    std::printf("torn %ld lost %ld readable %ld stopped %ld early %ld written %ld renamed %ld between %ld private %ld "
+                "moded %ld\n", counts.torn, counts.lost, counts.readable, counts.stopped, counts.early, counts.written,
+                counts.renamed, counts.between, counts.privateLeft, counts.modedLeft);
 }
