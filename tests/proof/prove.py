@@ -92,7 +92,8 @@ def prove(folder, seed, soak):
     with open(log_file, "w", encoding="utf-8") as log, \
             tempfile.TemporaryDirectory(prefix="zef-prove-", ignore_cleanup_errors=True) as scratch:
         status = subprocess.run(command, cwd=ROOT, stdout=log, stderr=subprocess.STDOUT, stdin=subprocess.DEVNULL,
-                                env={**os.environ, "TMPDIR": scratch}, check=False).returncode
+                                env={**os.environ, "TMPDIR": scratch, "PYTHONDONTWRITEBYTECODE": "1"},
+                                check=False).returncode
     text = log_file.read_text(encoding="utf-8", errors="replace")
     result = re.findall(r"^tried (\d+) failed (\d+)$", text, re.MULTILINE)
     tried, failed = map(int, result[-1]) if result else (0, 0)
