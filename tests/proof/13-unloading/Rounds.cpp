@@ -28,6 +28,7 @@ constexpr int kWarmUp = 50;            // until caches of the run time are full
 // The allocator gives a little more than it is asked for, now and then. The smallest block that stays takes 32 bytes.
 constexpr size_t kHeapTolerance = 4096;
 constexpr int kLooksForALink = 60000;  // one every millisecond
+constexpr int kLooksForAnEnd = 1000;   // of a thread, the same
 
 // What a process has; all of it must be after a round as it was before.
 struct Holdings {
@@ -57,12 +58,23 @@ size_t CountMappings(const std::string &part)
     return count;
 }
 
+// The kernel shows a thread for a moment after it has been joined.
+size_t CountThreads(size_t expected)
+{
+    size_t count = CountFiles("/proc/self/task");
+    for (int look = 0; count > expected && look < kLooksForAnEnd; ++look) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        count = CountFiles("/proc/self/task");
+    }
+    return count;
+}
+
 Holdings TakeStock()
 {
     Holdings holdings;
     holdings.mappings = CountMappings("");
     holdings.descriptors = CountFiles("/proc/self/fd");
-    holdings.threads = CountFiles("/proc/self/task");
+    holdings.threads = CountThreads(1);
     const struct mallinfo2 heap = mallinfo2();
     holdings.heapBytes = heap.uordblks + heap.hblkhd;
     return holdings;
