@@ -6,6 +6,7 @@ import json
 import os
 import re
 import selectors
+import signal
 import socket
 import struct
 import subprocess
@@ -97,6 +98,18 @@ def await_that(seconds, condition, pause=0.1):
             return False
         time.sleep(pause)
     return True
+
+
+def stop_process(pid, seconds=60):
+    """Stops a process and waits until each of its threads stands still: SIGSTOP takes a moment. Whether they do."""
+    def stands_still():
+        for task in os.listdir(f"/proc/{pid}/task"):
+            with open(f"/proc/{pid}/task/{task}/stat", encoding="utf-8", errors="replace") as stat:
+                if stat.read().rpartition(")")[2].split()[0] != "T":
+                    return False
+        return True
+    os.kill(pid, signal.SIGSTOP)
+    return await_that(seconds, stands_still, pause=0.01)
 
 
 def connected(path, seconds):

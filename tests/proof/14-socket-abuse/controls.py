@@ -12,7 +12,7 @@ import time
 from concurrent.futures import ThreadPoolExecutor
 
 from abuse import PATIENCE, is_answered, never_reads, problem_of, slow
-from arena import Arena, connected
+from arena import Arena, connected, stop_process
 from witness import PAIRS, loss_problem, start, state_of, tasks_problem
 
 
@@ -118,8 +118,8 @@ def hold(proof, arena):
 
 
 def stop(proof, arena):
-    os.kill(arena.pid, signal.SIGSTOP)
-    proof.control("honest requests to a client that is stopped", not is_answered(arena.socket_path(), 2))
+    proof.control("honest requests to a client that is stopped",
+                  stop_process(arena.pid) and not is_answered(arena.socket_path(), 2))
     proof.control("links of a client that is stopped", loss_problem(arena, 4) != "")
     os.kill(arena.pid, signal.SIGCONT)
     arena.await_up(PAIRS)
