@@ -15,6 +15,7 @@ import os
 import pathlib
 import random
 import shutil
+import subprocess
 import sys
 import tempfile
 import time
@@ -87,6 +88,13 @@ class Proof:
             print("no positive control was carried out", flush=True)
         print(f"tried {self.tried} failed {self.failed}", flush=True)
         sys.exit(0 if self.tried > 0 and self.failed == 0 and self.controls > 0 and self.missed == 0 else 1)
+
+
+def mount_tmpfs(folder, options="size=64m"):
+    """Only in a mount namespace of one's own. Returns the folder."""
+    folder.mkdir(parents=True, exist_ok=True)
+    subprocess.run(["mount", "-t", "tmpfs", "-o", options, "zef-proof", str(folder)], check=True)
+    return folder
 
 
 def in_own_namespaces(*kinds):

@@ -42,13 +42,6 @@ class Saver:
         return self.run("text", version)[1].encode()
 
 
-def mount_tmpfs(folder, options="size=64m"):
-    """Only in a mount namespace of one's own. Returns the folder."""
-    folder.mkdir(parents=True, exist_ok=True)
-    subprocess.run(["mount", "-t", "tmpfs", "-o", options, "zef-proof", str(folder)], check=True)
-    return folder
-
-
 def unmount(folder):
     subprocess.run(["umount", str(folder)], check=True)
 
