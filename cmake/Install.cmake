@@ -10,8 +10,8 @@ install(FILES ${ZEF_CONFIG_PLATFORM_HEADERS} DESTINATION ${CMAKE_INSTALL_INCLUDE
 
 # The hosting side of the task pool, for hosts that compile it as it is: the target ZefConfig::host_pool.
 set(ZEF_CONFIG_HOST_POOL_DIR ${CMAKE_INSTALL_DATADIR}/zef_config/threadpool)
-install(FILES threadpool/TaskGate.cpp threadpool/TaskGate.h threadpool/TaskPause.cpp threadpool/TaskPause.h
-    threadpool/ThreadPool.cpp
+install(FILES threadpool/TaskBatch.cpp threadpool/TaskBatch.h threadpool/TaskGate.cpp threadpool/TaskGate.h
+    threadpool/TaskPause.cpp threadpool/TaskPause.h threadpool/ThreadPool.cpp
   DESTINATION ${ZEF_CONFIG_HOST_POOL_DIR} COMPONENT zef_config)
 install(FILES client/common/Mutex.h client/common/NeverDestroyed.h client/common/ThreadSafety.h
   DESTINATION ${ZEF_CONFIG_HOST_POOL_DIR}/common COMPONENT zef_config)

@@ -18,33 +18,54 @@ TaskGate &TaskGate::Get()
     return gate.Get();
 }
 
+bool TaskGate::TryEnter()
+{
+    uint64_t seen = counts;
+    while (seen < kPause) {
+        if (counts.compare_exchange_weak(seen, seen + kTask)) {
+            insideTask = true;
+            return true;
+        }
+    }
+    return false;
+}
+
 bool TaskGate::Enter(const std::atomic<bool> &accepting)
 {
+    if (TryEnter()) {
+        return true;
+    }
     const MutexLock lock(mutex);
-    while (pauses > 0 && accepting) {
+    while (accepting) {
+        if (TryEnter()) {
+            return true;
+        }
         changed.Wait(mutex);
     }
-    if (!accepting) {
-        return false;
-    }
-    ++runningTasks;
-    insideTask = true;
-    return true;
+    return false;
 }
 
 void TaskGate::Leave()
 {
-    const MutexLock lock(mutex);
     insideTask = false;
-    --runningTasks;
-    if (runningTasks == 0) {
-        changed.NotifyAll();
+    const uint64_t left = counts -= kTask;
+    if (left >= kPause && left % kPause == 0) {
+        Recheck();
     }
+}
+
+bool TaskGate::LetPauseIn(const std::atomic<bool> &accepting)
+{
+    if (counts < kPause) {
+        return true;
+    }
+    Leave();
+    return Enter(accepting);
 }
 
 void TaskGate::Recheck()
 {
-    // Empty on purpose: a worker that has just seen the flag still set is waiting once the mutex can be had.
+    // Empty on purpose: who has just looked and seen what was before is waiting once the mutex can be had.
     {
         const MutexLock lock(mutex);
     }
@@ -58,10 +79,10 @@ bool TaskGate::Pause(std::chrono::steady_clock::time_point until)
         return true;
     }
     const MutexLock lock(mutex);
-    ++pauses;
-    while ((runningTasks > 0 || isHeld) && changed.WaitUntil(mutex, until)) {
+    counts += kPause;
+    while (!IsFree() && changed.WaitUntil(mutex, until)) {
     }
-    if (runningTasks > 0 || isHeld) {
+    if (!IsFree()) {
         EndPause();
         return false;
     }
@@ -82,7 +103,7 @@ void TaskGate::Resume()
 
 void TaskGate::EndPause()
 {
-    --pauses;
+    counts -= kPause;
     changed.NotifyAll();
 }
 

@@ -4,28 +4,33 @@
 // when they may be gone already. So nothing here depends on them: the state of this file is constant-initialised, and
 // the gate that tasks pass through is constructed on first use and never destroyed.
 //
-// Locks: the pool's mutex and the gate's are never held together, and neither is held while a task runs or is
-// destroyed.
+// Locks: the pool's mutex and the gate's are never held together; that of the list of batches is taken last. None is
+// held while a task runs or is destroyed.
 #include "ThreadPool.h"
 
+#include "TaskBatch.h"
 #include "TaskGate.h"
 
 #include <chrono>
 #include <functional>
-#include <optional>
 
 #include <cstdio>
 #include <ctime>
 
 #include <pthread.h>
 #include <signal.h>
+#include <sys/prctl.h>
 
 namespace {
 
+using zef::TaskBatch;
 using zef::TaskGate;
 
 // Keeps the sum with the clock far from overflow, whatever delay a task was committed with.
 constexpr int64_t kLongestWaitMs = 60 * 60 * 1000;
+
+// Below a millisecond, in which due times are counted.
+constexpr std::chrono::microseconds kBurst(50);
 
 // The pool that the calling thread works for.
 thread_local const ThreadPool *ownPool = nullptr;
@@ -59,6 +64,12 @@ void NameThisThread(unsigned number)
     pthread_setname_np(pthread_self(), name);
 }
 
+// Without the 50 microseconds by which the kernel may otherwise put off a wake-up, to join it with others.
+void WakeInTime()
+{
+    prctl(PR_SET_TIMERSLACK, 1UL, 0UL, 0UL, 0UL);
+}
+
 int64_t NowMs()
 {
     return static_cast<int64_t>(ThreadPool::TimeGetPowerOnMs());
@@ -81,60 +92,88 @@ void WaitForChange(ThreadPool &pool, std::unique_lock<std::mutex> &lock)
     pool.wakeUp.wait_until(lock, std::chrono::steady_clock::time_point(std::chrono::milliseconds(untilMs)));
 }
 
-// Returns when the earliest task is due: true. False when the pool has stopped.
-bool WaitForDueTask(ThreadPool &pool)
+// Of a worker that was woken although nothing is due: stays awake for the moment in which more may be committed,
+// without waiting for it. Otherwise each of a number of tasks in a row would cost who commits them a wake-up for
+// nothing.
+void LetMoreCome(const ThreadPool &pool, std::unique_lock<std::mutex> &lock)
 {
-    std::unique_lock<std::mutex> lock(pool.mutex);
+    if (!pool.tasks.empty() && std::get<0>(pool.tasks.front()) > NowMs() + 1) {
+        lock.unlock();
+        std::this_thread::sleep_for(kBurst);
+        lock.lock();
+    }
+}
+
+// Returns when the earliest task is due: true. False when the pool has stopped.
+bool WaitForDueTask(ThreadPool &pool, std::unique_lock<std::mutex> &lock)
+{
     while (pool.running && !IsTopDue(pool)) {
         WaitForChange(pool, lock);
+        LetMoreCome(pool, lock);
     }
     return pool.running;
 }
 
-// Nothing when another worker was faster, or the pool has stopped. The worker that takes a task no longer watches the
-// due time of the next one; another that is idle, and may have looked before that one was committed, takes this over.
-std::optional<ThreadPool::Task> TakeDueTask(ThreadPool &pool)
+// A worker passes the gate before it takes a task, so that a task committed during a pause can still come first. The
+// gate is not waited for with the pool's mutex held.
+bool PassGate(ThreadPool &pool, std::unique_lock<std::mutex> &lock)
 {
-    const std::lock_guard<std::mutex> lock(pool.mutex);
-    if (!pool.running || !IsTopDue(pool)) {
-        return std::nullopt;
+    if (TaskGate::Get().TryEnter()) {
+        return true;
     }
-    std::pop_heap(pool.tasks.begin(), pool.tasks.end(), ThreadPool::cmp());
-    std::optional<ThreadPool::Task> task(std::move(pool.tasks.back()));
-    pool.tasks.pop_back();
-    if (!pool.tasks.empty()) {
-        pool.wakeUp.notify_one();
-    }
-    return task;
+    lock.unlock();
+    const bool isIn = TaskGate::Get().Enter(pool.running);
+    lock.lock();
+    return isIn;
 }
 
-// An exception of the committed function stays in its future. The task, with all that its arguments hold, is destroyed
-// on return.
-void RunDueTask(ThreadPool &pool)
+// Takes nothing when another worker was faster, or the pool has stopped. The worker that takes a task no longer watches
+// the due time of the next one; another that is idle, and may have looked before that one was committed, takes this
+// over.
+void TakeDueTasks(ThreadPool &pool, TaskBatch &batch, size_t most)
 {
-    const std::optional<ThreadPool::Task> task = TakeDueTask(pool);
-    if (task.has_value()) {
-        std::get<2>(*task)();
+    if (pool.running && IsTopDue(pool)) {
+        batch.Take(pool.tasks, most);
+        if (!pool.tasks.empty()) {
+            pool.wakeUp.notify_one();
+        }
     }
 }
 
-// A worker passes the gate before it takes a task, so that a task committed during a pause can still come first.
-void Work(ThreadPool &pool, unsigned number)
+// Inside the gate, which it leaves. A pause that is waiting goes before every task that is left.
+void RunTasks(const ThreadPool &pool, TaskBatch &batch)
 {
-    ownPool = &pool;
-    NameThisThread(number);
-    while (WaitForDueTask(pool) && TaskGate::Get().Enter(pool.running)) {
-        RunDueTask(pool);
+    bool isIn = true;
+    while (isIn && pool.running && batch.RunNext()) {
+        isIn = TaskGate::Get().LetPauseIn(pool.running);
+    }
+    if (isIn) {
         TaskGate::Get().Leave();
     }
 }
 
+void Work(ThreadPool &pool, unsigned number, size_t mostAtOnce)
+{
+    ownPool = &pool;
+    NameThisThread(number);
+    WakeInTime();
+    TaskBatch batch(pool);
+    std::unique_lock<std::mutex> lock(pool.mutex);
+    while (WaitForDueTask(pool, lock) && PassGate(pool, lock)) {
+        TakeDueTasks(pool, batch, mostAtOnce);
+        lock.unlock();
+        RunTasks(pool, batch);
+        lock.lock();
+    }
+}
+
+// Of several workers each takes one task at a time: behind a long one no other waits that another worker could run.
 void StartWorkers(ThreadPool &pool, unsigned count)
 {
     const ProcessSignalsBlocked blocked;
     pool.workers.reserve(count);
     for (unsigned number = 0; number < count; ++number) {
-        pool.workers.emplace_back(Work, std::ref(pool), number);
+        pool.workers.emplace_back(Work, std::ref(pool), number, count == 1 ? TaskBatch::kMost : 1);
     }
 }
 
@@ -153,10 +192,12 @@ std::thread TakeWorker(ThreadPool &pool)
 void StopAndDrop(ThreadPool &pool)
 {
     std::vector<ThreadPool::Task> dropped;
+    TaskBatch droppedOfWorkers(pool);
     {
         const std::lock_guard<std::mutex> lock(pool.mutex);
         pool.running = false;
         dropped.swap(pool.tasks);
+        droppedOfWorkers.TakeRest();
     }
     pool.wakeUp.notify_all();
     TaskGate::Get().Recheck();

@@ -28,8 +28,8 @@ PLATFORM_HEADERS = (
 )
 HEADERS = PUBLIC_HEADERS + tuple(f"platform/{name}" for name in PLATFORM_HEADERS)
 POOL_SOURCES = (
-    "TaskGate.cpp", "TaskGate.h", "TaskPause.cpp", "TaskPause.h", "ThreadPool.cpp", "common/Mutex.h",
-    "common/NeverDestroyed.h", "common/ThreadSafety.h",
+    "TaskBatch.cpp", "TaskBatch.h", "TaskGate.cpp", "TaskGate.h", "TaskPause.cpp", "TaskPause.h", "ThreadPool.cpp",
+    "common/Mutex.h", "common/NeverDestroyed.h", "common/ThreadSafety.h",
 )
 IN_PREFIX = tuple(f"include/zef_config/{name}" for name in HEADERS) + tuple(
     f"share/zef_config/threadpool/{name}" for name in POOL_SOURCES)

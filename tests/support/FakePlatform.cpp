@@ -42,13 +42,14 @@ bool CopySucceeds()
 }
 
 // Due times and names of the queue, earliest first.
-std::vector<ThreadPool::Task> SortedQueue(const ThreadPool &pool)
+std::vector<std::pair<int64_t, std::string>> SortedQueue(const ThreadPool &pool)
 {
-    std::vector<ThreadPool::Task> tasks = pool.tasks;
-    std::stable_sort(tasks.begin(), tasks.end(), [](const ThreadPool::Task &a, const ThreadPool::Task &b) {
-        return std::get<0>(a) < std::get<0>(b);
-    });
-    return tasks;
+    std::vector<std::pair<int64_t, std::string>> entries;
+    for (const ThreadPool::Task &task : pool.tasks) {
+        entries.emplace_back(std::get<0>(task), std::get<1>(task));
+    }
+    std::stable_sort(entries.begin(), entries.end(), [](const auto &a, const auto &b) { return a.first < b.first; });
+    return entries;
 }
 
 }  // namespace
@@ -145,8 +146,8 @@ int FakePlatform::RunDue(int limit)
 std::vector<std::string> FakePlatform::QueuedNames() const
 {
     std::vector<std::string> names;
-    for (const ThreadPool::Task &task : SortedQueue(*pool)) {
-        names.push_back(std::get<1>(task));
+    for (const auto &entry : SortedQueue(*pool)) {
+        names.push_back(entry.second);
     }
     return names;
 }
@@ -154,8 +155,8 @@ std::vector<std::string> FakePlatform::QueuedNames() const
 std::vector<int64_t> FakePlatform::QueuedDueTimes() const
 {
     std::vector<int64_t> dueTimes;
-    for (const ThreadPool::Task &task : SortedQueue(*pool)) {
-        dueTimes.push_back(std::get<0>(task));
+    for (const auto &entry : SortedQueue(*pool)) {
+        dueTimes.push_back(entry.first);
     }
     return dueTimes;
 }

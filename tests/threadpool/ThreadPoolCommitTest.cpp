@@ -160,17 +160,42 @@ TEST_F(ThreadPoolCommitTest, ATaskIsAppendedAndRisesOnlyAboveLaterOnes)
 
 TEST_F(ThreadPoolCommitTest, TasksAreOrderedByDueTimeAlone)
 {
-    const ThreadPool::Body body(std::make_shared<std::packaged_task<void()>>(Nothing));
-    const ThreadPool::Task early(1, "z", body);
-    const ThreadPool::Task late(2, "a", body);
-    const ThreadPool::Task alsoLate(2, "b", body);
-    const ThreadPool::Task negative(-1, "", body);
+    const auto body = [] { return ThreadPool::Body(std::make_unique<std::packaged_task<void()>>(Nothing)); };
+    const ThreadPool::Task early(1, "z", body());
+    const ThreadPool::Task late(2, "a", body());
+    const ThreadPool::Task alsoLate(2, "b", body());
+    const ThreadPool::Task negative(-1, "", body());
     const ThreadPool::cmp later;
     EXPECT_TRUE(later(late, early));
     EXPECT_FALSE(later(early, late));
     EXPECT_FALSE(later(late, alsoLate));
     EXPECT_FALSE(later(alsoLate, late));
     EXPECT_TRUE(later(early, negative)) << "due times have a sign";
+}
+
+TEST_F(ThreadPoolCommitTest, ABodyDestroysItsCallableOnceWhereverItIsMoved)
+{
+    const auto body = [](auto callable) {
+        return ThreadPool::Body(std::make_unique<decltype(callable)>(std::move(callable)));
+    };
+    const auto first = std::make_shared<int>();
+    const auto second = std::make_shared<int>();
+    int runsOfFirst = 0;
+    int runsOfSecond = 0;
+    {
+        ThreadPool::Body one = body([owned = std::shared_ptr<int>(first), &runsOfFirst] { ++runsOfFirst; });
+        ThreadPool::Body other = body([&runsOfSecond, owned = std::shared_ptr<int>(second)] { ++runsOfSecond; });
+        const ThreadPool::Body moved = std::move(one);
+        one = std::move(other);
+        EXPECT_EQ(first.use_count(), 2);
+        EXPECT_EQ(second.use_count(), 2);
+        moved();
+        EXPECT_EQ(runsOfFirst, 1);
+        one();
+        EXPECT_EQ(runsOfSecond, 1);
+    }
+    EXPECT_EQ(first.use_count(), 1);
+    EXPECT_EQ(second.use_count(), 1);
 }
 
 // Arguments and results
@@ -233,11 +258,26 @@ TEST_F(ThreadPoolCommitTest, AResultMayBeMoveOnly)
     EXPECT_EQ(*committed.second.get(), 7);
 }
 
+TEST_F(ThreadPoolCommitTest, AResultMayBeAReference)
+{
+    int value = 7;
+    auto committed = pool.commit(0, "", [](int *pointer) -> int & { return *pointer; }, &value);
+    (void)RunAll();
+    EXPECT_EQ(&committed.second.get(), &value);
+}
+
 TEST_F(ThreadPoolCommitTest, AnExceptionOfATaskGoesToTheFuture)
 {
     auto committed = pool.commit(0, "", [] { throw std::runtime_error("from the task"); });
     EXPECT_NO_THROW((void)RunAll());
     EXPECT_THROW(committed.second.get(), std::runtime_error);
+}
+
+TEST_F(ThreadPoolCommitTest, AnExceptionInPlaceOfAResultGoesToTheFuture)
+{
+    auto committed = pool.commit(0, "", []() -> int { throw std::runtime_error("from the task"); });
+    EXPECT_NO_THROW((void)RunAll());
+    EXPECT_THROW((void)committed.second.get(), std::runtime_error);
 }
 
 TEST_F(ThreadPoolCommitTest, ATaskRunsThoughNobodyKeepsItsFuture)

@@ -6,8 +6,14 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <future>
+#include <memory>
+#include <mutex>
+#include <utility>
+
+#include <cstdint>
 
 constexpr unsigned long kHourMs = 60 * 60 * 1000;
 
@@ -30,6 +36,18 @@ bool IsBroken(std::future<Result> &future)
     } catch (const std::future_error &error) {
         return error.code() == std::future_errc::broken_promise;
     }
+}
+
+// Puts a task that is due at the given time into the queue, as commit does. Wakes nobody.
+template <class Function>
+std::future<void> PushDue(ThreadPool &pool, int64_t dueTime, Function function)
+{
+    auto task = std::make_unique<std::packaged_task<void()>>(std::move(function));
+    std::future<void> future = task->get_future();
+    const std::lock_guard<std::mutex> lock(pool.mutex);
+    pool.tasks.emplace_back(dueTime, "pushed", ThreadPool::Body(std::move(task)));
+    std::push_heap(pool.tasks.begin(), pool.tasks.end(), ThreadPool::cmp());
+    return future;
 }
 
 // Occupies one worker of a pool from the constructor's return until Release, at the latest the destructor.

@@ -1,6 +1,7 @@
 #include "TaskPause.h"
 
 #include "PoolTest.h"
+#include "TaskGate.h"
 
 #include <atomic>
 #include <functional>
@@ -22,6 +23,16 @@ int RunsUntilClear(ThreadPool &pool)
     }
     pool.Clear();
     return runs;
+}
+
+// The gate turns tasks away that have not begun, once a pause is waiting.
+void WaitUntilAPauseWaits()
+{
+    const auto deadline = std::chrono::steady_clock::now() + kHang;
+    while (std::chrono::steady_clock::now() < deadline && zef::TaskGate::Get().TryEnter()) {
+        zef::TaskGate::Get().Leave();
+        std::this_thread::yield();
+    }
 }
 
 }  // namespace
@@ -164,6 +175,60 @@ TEST(TaskPauseTest, IsNotStarvedByTasksThatAreDueWithoutEnd)
     enough = true;
     pausing.join();
     pool.Clear();
+}
+
+// Both tasks have been taken by the worker before the pause is asked for.
+TEST(TaskPauseTest, GoesBetweenTwoTasksThatWereTakenTogether)
+{
+    std::promise<void> begun;
+    std::promise<void> release;
+    std::atomic<bool> isPaused{false};
+    ThreadPool pool(1);
+    std::future<bool> second;
+    {
+        const BusyWorker busy(pool);
+        pool.commit(0, "", [&] {
+            begun.set_value();
+            release.get_future().wait();
+        });
+        second = pool.commit(0, "", [&isPaused] { return isPaused.load(); }).second;
+    }
+    ASSERT_TRUE(IsReady(begun.get_future()));
+    EXPECT_FALSE(zef::TaskPause(std::chrono::steady_clock::now()).IsHeld());
+    std::thread pausing([&isPaused] {
+        const TaskPause pause;
+        isPaused = true;
+    });
+    WaitUntilAPauseWaits();
+    release.set_value();
+    pausing.join();
+    ASSERT_TRUE(IsReady(second));
+    EXPECT_TRUE(second.get());
+}
+
+TEST(TaskPauseTest, ClearDropsTasksThatWereTakenTogetherAndWaitForItsEnd)
+{
+    std::promise<void> begun;
+    std::promise<void> release;
+    ThreadPool pool(1);
+    std::future<void> second;
+    {
+        const BusyWorker busy(pool);
+        pool.commit(0, "", [&] {
+            begun.set_value();
+            release.get_future().wait();
+        });
+        second = pool.commit(0, "", [] {}).second;
+    }
+    ASSERT_TRUE(IsReady(begun.get_future()));
+    std::thread releasing([&release] {
+        WaitUntilAPauseWaits();
+        release.set_value();
+    });
+    const TaskPause pause;
+    releasing.join();
+    pool.Clear();
+    EXPECT_TRUE(IsBroken(second));
 }
 
 TEST(TaskPauseTest, InsideATaskItReturnsAtOnce)

@@ -1,5 +1,6 @@
 #include "PoolTest.h"
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <memory>
@@ -14,20 +15,9 @@
 
 #include <pthread.h>
 #include <signal.h>
+#include <sys/prctl.h>
 
 namespace {
-
-// Puts a task that is due at the given time into the queue, as commit does. Wakes nobody.
-template <class Function>
-std::future<void> PushDue(ThreadPool &pool, int64_t dueTime, Function function)
-{
-    auto task = std::make_shared<std::packaged_task<void()>>(std::move(function));
-    std::future<void> future = task->get_future();
-    const std::lock_guard<std::mutex> lock(pool.mutex);
-    pool.tasks.emplace_back(dueTime, "pushed", ThreadPool::Body(std::move(task)));
-    std::push_heap(pool.tasks.begin(), pool.tasks.end(), ThreadPool::cmp());
-    return future;
-}
 
 size_t QueueLength(ThreadPool &pool)
 {
@@ -237,6 +227,14 @@ TEST(ThreadPoolTest, NamesItsWorkers)
     EXPECT_EQ(name.second.get(), "zef-pool-0");
 }
 
+TEST(ThreadPoolTest, ItsWorkersAreWokenWithoutSlack)
+{
+    ThreadPool pool(1);
+    auto slack = pool.commit(0, "", [] { return prctl(PR_GET_TIMERSLACK, 0UL, 0UL, 0UL, 0UL); });
+    ASSERT_TRUE(IsReady(slack.second));
+    EXPECT_EQ(slack.second.get(), 1);
+}
+
 TEST(ThreadPoolTest, LeavesSignalsOfTheProcessToTheHostsThreads)
 {
     ThreadPool pool(1);
@@ -310,6 +308,109 @@ TEST(ThreadPoolTest, ClearWaitsForTheTaskThatRunsAndDropsThoseBehindIt)
     EXPECT_TRUE(ended);
     EXPECT_FALSE(IsBroken(running.second));
     EXPECT_TRUE(IsBroken(behind.second));
+}
+
+// The task that runs waits for what happens to the one behind it, which the same worker has taken already.
+TEST(ThreadPoolTest, ClearDropsWhatAWorkerHasTakenWhileATaskRuns)
+{
+    std::promise<void> begun;
+    std::future<void> behind;
+    ThreadPool pool(1);
+    std::future<bool> isDropped;
+    {
+        const BusyWorker busy(pool);
+        isDropped = pool.commit(0, "", [&] {
+                            begun.set_value();
+                            return IsReady(behind);
+                        }).second;
+        behind = pool.commit(0, "", [] {}).second;
+        EXPECT_EQ(QueueLength(pool), 2U);
+    }
+    ASSERT_TRUE(IsReady(begun.get_future()));
+    EXPECT_EQ(QueueLength(pool), 0U);
+    pool.Clear();
+    EXPECT_TRUE(isDropped.get());
+    EXPECT_TRUE(IsBroken(behind));
+}
+
+TEST(ThreadPoolTest, ATaskThatClearsItsPoolDropsThoseTakenWithIt)
+{
+    constexpr int kBehind = 10;
+    std::vector<std::future<void>> behind;
+    ThreadPool pool(1);
+    std::future<int> dropped;
+    {
+        const BusyWorker busy(pool);
+        dropped = pool.commit(0, "", [&] {
+                          pool.Clear();
+                          return static_cast<int>(std::count_if(behind.begin(), behind.end(), IsBroken<void>));
+                      }).second;
+        for (int task = 0; task < kBehind; ++task) {
+            behind.push_back(pool.commit(0, "", [] {}).second);
+        }
+    }
+    ASSERT_TRUE(IsReady(dropped));
+    EXPECT_EQ(dropped.get(), kBehind);
+}
+
+TEST(ThreadPoolTest, APoolThatIsNotRunningBeginsNoTaskOfThoseTaken)
+{
+    std::future<void> behind;
+    {
+        ThreadPool pool(1);
+        const BusyWorker busy(pool);
+        pool.commit(0, "", [&pool] { pool.running = false; });
+        behind = pool.commit(0, "", [] {}).second;
+    }
+    EXPECT_TRUE(IsBroken(behind));
+}
+
+TEST(ThreadPoolTest, ATaskTakenWithOthersThatFailsDoesNotStopThem)
+{
+    ThreadPool pool(1);
+    std::future<void> failing;
+    std::future<int> next;
+    {
+        const BusyWorker busy(pool);
+        failing = pool.commit(0, "", [] { throw std::runtime_error("of the task"); }).second;
+        next = pool.commit(0, "", [] { return 7; }).second;
+    }
+    ASSERT_TRUE(IsReady(next));
+    EXPECT_EQ(next.get(), 7);
+    EXPECT_THROW(failing.get(), std::runtime_error);
+}
+
+TEST(ThreadPoolTest, OneOfSeveralWorkersTakesOneTaskAtATime)
+{
+    ThreadPool pool(2);
+    std::future<bool> overtaken;
+    std::promise<void> second;
+    {
+        const BusyWorker one(pool);
+        const BusyWorker other(pool);
+        overtaken = pool.commit(0, "", [&second] { return IsReady(second.get_future()); }).second;
+        pool.commit(0, "", [&second] { second.set_value(); });
+    }
+    ASSERT_TRUE(IsReady(overtaken));
+    EXPECT_TRUE(overtaken.get());
+}
+
+TEST(ThreadPoolTest, RunsMoreTasksThanAWorkerTakesAtOnce)
+{
+    constexpr int kTasks = 1000;
+    int unguarded = 0;
+    std::string order;
+    ThreadPool pool(1);
+    std::future<void> timed;
+    {
+        const BusyWorker busy(pool);
+        timed = PushDue(pool, 1, [&] { order += unguarded == kTasks ? "last" : "too early"; });
+        for (int task = 0; task < kTasks; ++task) {
+            pool.commit(0, "", [&unguarded] { ++unguarded; });
+        }
+    }
+    ASSERT_TRUE(IsReady(timed));
+    EXPECT_EQ(order, "last");
 }
 
 TEST(ThreadPoolTest, ClearEndsEveryWorker)

@@ -560,7 +560,7 @@ TEST_F(StorageLoadingTest, ConnectStorageIpsCommitsInAscendingOrder)
     EXPECT_EQ(ZefStorageController::ConnectStorageIps(storage), 0);
     storage = ZefStorage();
     // The heap takes tasks of equal due time in no defined order, but appends each one at its end.
-    const std::vector<ThreadPool::Task> tasks = platform.Pool().tasks;
+    const std::vector<ThreadPool::Task> tasks = std::move(platform.Pool().tasks);
     ASSERT_THAT(tasks, SizeIs(3));
     for (const ThreadPool::Task &task : tasks) {
         std::get<2>(task)();
