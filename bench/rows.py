@@ -46,17 +46,24 @@ class Ratio:
 @dataclasses.dataclass(frozen=True)
 class Growth:
     """Ours in a large case is at most so many times ours in a small one, each divided by the number of things in it.
-    `pairs` are (small case, its number, large case, its number)."""
+    `pairs` are (small case, its number, large case, its number). With `beside` it is the growth of
+    another one that counts in place of the numbers: who pays for larger cases' cache misses, too."""
     what: str
     limit: float
     pairs: tuple
+    beside: str | None = None
 
     def title(self):
         return self.what
 
     def ratios(self, medians):
-        return {f"{small} to {large}": (medians[large, OURS] / large_number) / (medians[small, OURS] / small_number)
-                for small, small_number, large, large_number in self.pairs}
+        """Small and large case to ratio."""
+        found = {}
+        for small, small_number, large, large_number in self.pairs:
+            expected = (medians[large, self.beside] / medians[small, self.beside] if self.beside else
+                        large_number / small_number)
+            found[f"{small} to {large}"] = medians[large, OURS] / medians[small, OURS] / expected
+        return found
 
 
 @dataclasses.dataclass(frozen=True)

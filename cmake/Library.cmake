@@ -39,6 +39,7 @@ add_library(zef_config_objects OBJECT
   src/mgmt/config/ProcessObjects.cpp
   src/mgmt/config/ProtocolLog.cpp
   src/mgmt/config/SafeSave.cpp
+  src/mgmt/config/SaveLayout.cpp
   src/mgmt/config/TextList.cpp
   src/mgmt/config/WholeMatch.cpp
   src/mgmt/config/ZefConfig.cpp
@@ -63,6 +64,8 @@ target_include_directories(zef_config_objects
     ${PROJECT_SOURCE_DIR}/src/mgmt/config/storage
     ${PROJECT_SOURCE_DIR}/src/mgmt/config/uuid)
 target_link_libraries(zef_config_objects PUBLIC PkgConfig::MXML PRIVATE zef_build_options)
+# What the library calls of itself is its own, whatever a program defines: nothing to look up while it is loaded.
+target_compile_options(zef_config_objects PRIVATE -fno-semantic-interposition -ffunction-sections -fdata-sections)
 
 set(ZEF_CONFIG_EXPORT_MAP ${PROJECT_SOURCE_DIR}/src/mgmt/config/zef_config.map)
 add_library(zef_config SHARED $<TARGET_OBJECTS:zef_config_objects>)
@@ -76,7 +79,10 @@ target_include_directories(zef_config INTERFACE
   $<BUILD_INTERFACE:${ZEF_CONFIG_INCLUDE_DIR}>
   $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
 target_compile_features(zef_config INTERFACE cxx_std_17)
-target_link_options(zef_config PRIVATE -Wl,--version-script=${ZEF_CONFIG_EXPORT_MAP})
+# In one piece with the data that is only read, code takes two mappings less to load; that saves the time in which forty
+# functions are bound. What can be written is not executable all the same.
+target_link_options(zef_config PRIVATE
+  -Wl,--version-script=${ZEF_CONFIG_EXPORT_MAP} -Wl,-Bsymbolic-functions -Wl,--gc-sections -Wl,-z,noseparate-code)
 target_link_libraries(zef_config PRIVATE $<BUILD_INTERFACE:zef_build_options> PUBLIC PkgConfig::MXML)
 
 include(cmake/Install.cmake)

@@ -1,18 +1,20 @@
-// A validation beside the bare calls of the C library that it cannot do without.
+// A validation beside the bare calls of the C library that it cannot do without, in the same locale, and beside the
+// regular expressions of the C++ library. Each compiles its expression every time.
 #include <zef_config/UuidConfig.h>
 #include <zef_config/ZefStorageManager.h>
 
 #include <benchmark/benchmark.h>
 
+#include <regex>
 #include <string>
 
 #include <regex.h>
 
 namespace {
 
-const std::string uuid = "0123abcd-ABCD-0a1B-9f9F-00112233aabb";
-const std::string user = "zefuser";
-const std::string storageName = "array-1/pool.7";
+constexpr const char *kUuid = "[A-F0-9a-f]{8}(-[A-F0-9a-f]{4}){3}-[A-F0-9a-f]{12}";
+constexpr const char *kUser = "[a-zA-Z][a-zA-Z0-9_]{4,31}";
+constexpr const char *kStorageName = "[a-zA-Z0-9_/.-]{1,127}";
 
 bool MatchesBare(const std::string &text, const char *pattern)
 {
@@ -23,31 +25,43 @@ bool MatchesBare(const std::string &text, const char *pattern)
     regmatch_t match;
     const int found = regexec(&expression, text.c_str(), 1, &match, 0);
     regfree(&expression);
-    return found == 0;
+    return found == 0 && match.rm_so == 0 && match.rm_eo == static_cast<regoff_t>(text.size());
+}
+
+bool MatchesByStd(const std::string &text, const char *pattern)
+{
+    return std::regex_match(text, std::regex(pattern, std::regex::extended));
 }
 
 template <class Validation>
-void Validates(benchmark::State &state, Validation isValid)
+void Add(const std::string &name, bool expected, Validation isValid)
 {
-    for (auto _ : state) {
-        if (!isValid()) {
-            state.SkipWithError("not valid");
+    benchmark::RegisterBenchmark(name.c_str(), [expected, isValid](benchmark::State &state) {
+        for (auto _ : state) {
+            if (isValid() != expected) {
+                state.SkipWithError("judged otherwise");
+            }
         }
-    }
+    });
+}
+
+template <class Validation>
+void AddAll(const std::string &name, const std::string &text, bool expected, const char *pattern, Validation isValid)
+{
+    Add(name + "/ours", expected, [text, isValid] { return isValid(text); });
+    Add(name + "/bare calls", expected, [text, pattern] { return MatchesBare(text, pattern); });
+    Add(name + "/std::regex", expected, [text, pattern] { return MatchesByStd(text, pattern); });
 }
 
 void Register()
 {
-    const auto add = [](const char *name, auto isValid) {
-        benchmark::RegisterBenchmark(name, [isValid](benchmark::State &state) { Validates(state, isValid); });
-    };
-    add("UUID/ours", [] { return UuidConfig::GetInstance().IsValidUuid(uuid); });
-    add("UUID/bare calls",
-        [] { return MatchesBare(uuid, "[A-F0-9a-f]{8}(-[A-F0-9a-f]{4}){3}-[A-F0-9a-f]{12}"); });
-    add("user/ours", [] { return ZefStorageManager::IsValidUserName(user); });
-    add("user/bare calls", [] { return MatchesBare(user, "[a-zA-Z][a-zA-Z0-9_]{4,31}"); });
-    add("storage name/ours", [] { return ZefStorageManager::IsValidStorageName(storageName); });
-    add("storage name/bare calls", [] { return MatchesBare(storageName, "[a-zA-Z0-9_/.-]{1,127}"); });
+    const auto isUuid = [](const std::string &text) { return UuidConfig::GetInstance().IsValidUuid(text); };
+    AddAll("UUID", "0123abcd-ABCD-0a1B-9f9F-00112233aabb", true, kUuid, isUuid);
+    AddAll("refused UUID", "0123abcd-ABCD-0a1B-9f9F-00112233aabg", false, kUuid, isUuid);
+    AddAll("user", "zefuser", true, kUser, ZefStorageManager::IsValidUserName);
+    AddAll("refused user", "zef-user", false, kUser, ZefStorageManager::IsValidUserName);
+    AddAll("storage name", "array-1/pool.7", true, kStorageName, ZefStorageManager::IsValidStorageName);
+    AddAll("refused storage name", "array 1", false, kStorageName, ZefStorageManager::IsValidStorageName);
 }
 
 [[maybe_unused]] const bool isRegistered = (Register(), true);

@@ -75,11 +75,15 @@ int ConfigMgr::ReadConfig(std::string path)
     if (document != nullptr) {
         return 0;
     }
+    // The stream uses this buffer to its end. One that it allocated would make malloc tidy up the small blocks of the
+    // documents before, which the next one has good use for: a tenth of the loading. And nobody else has the stream: no
+    // need for Mini-XML to lock it for every character.
+    char buffer[BUFSIZ];
     const std::unique_ptr<FILE, FileCloser> file(std::fopen(path.c_str(), "r"));
     if (file == nullptr) {
         return errno;
     }
-    // Nobody else has this stream: no need for Mini-XML to lock it for every character.
+    (void)std::setvbuf(file.get(), buffer, _IOFBF, sizeof buffer);
     __fsetlocking(file.get(), FSETLOCKING_BYCALLER);
     document = LoadDocument(file.get());
     return 0;

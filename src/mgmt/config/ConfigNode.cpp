@@ -25,6 +25,16 @@ std::string LowerCase(const char *text)
     return lower;
 }
 
+// Names are short, and most differ at once: calls that measure and compare them would take longer.
+bool IsEqual(const char *name, const std::string &wanted)
+{
+    size_t i = 0;
+    while (i < wanted.size() && name[i] == wanted[i] && name[i] != '\0') {
+        ++i;
+    }
+    return i == wanted.size() && name[i] == '\0';
+}
+
 // Mini-XML does without what it gets no memory for, mostly without a word. Callers get an exception, as from the
 // standard library, and never a document that lacks what they set.
 void Require(bool isThere)
@@ -111,12 +121,16 @@ ConfigNode ConfigNode::operator[](int i) const
 
 ConfigNode ConfigNode::Get(const std::string &name) const
 {
+    constexpr size_t kUsualMatches = 16;  // more than most lookups find: one allocation
     ConfigNode found;
     mxml_node_t *const element = Element();
     for (mxml_node_t *child = mxmlGetFirstChild(element); child != nullptr;
          child = mxmlWalkNext(child, element, MXML_NO_DESCEND)) {
         const char *const childName = mxmlGetElement(child);
-        if (childName != nullptr && name == childName) {
+        if (childName != nullptr && IsEqual(childName, name)) {
+            if (found.elements.empty()) {
+                found.elements.reserve(kUsualMatches);
+            }
             found.AddNode(child);
         }
     }

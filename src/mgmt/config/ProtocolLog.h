@@ -16,10 +16,31 @@ constexpr int kProtocolLogModule = 666;
 // Without a lock: callers of what refuses requests take turns, and a race costs no more than a miscounted message.
 class ProtocolThrottle {
 public:
-    // Whether to print the message at hand. Prints the report of suppressed messages first when one is due.
-    bool Admits(int level, const char *file, int line, const char *function);
+    // Whether to print the message at hand. Prints the report of suppressed messages first when one is due. Inline, so
+    // that a message that is held back costs hardly more than the platform's answers.
+    bool Admits(int level, const char *file, int line, const char *function)
+    {
+        if (level > g_infra_log_lvl || yrlog_level_check(kProtocolLogModule, level) != 0) {
+            return false;
+        }
+        const uint64_t now = yrax_get_jiffies();
+        const bool burstGoesOn = static_cast<int64_t>(lastPrinted + kBurstEndJiffies - now) > 0;
+        if (burstGoesOn && printedInBurst >= kMaxPerBurst) {
+            ++suppressed;
+            return false;
+        }
+        if (!burstGoesOn) {
+            BeginBurst(now, level, file, line, function);
+        }
+        lastPrinted = now;
+        ++printedInBurst;
+        return true;
+    }
 
 private:
+    static constexpr uint64_t kBurstEndJiffies = 15000;
+    static constexpr uint32_t kMaxPerBurst = 3;
+
     void BeginBurst(uint64_t now, int level, const char *file, int line, const char *function);
 
     uint64_t lastPrinted = 0;

@@ -1,4 +1,5 @@
 #include "ConfigMgr.h"
+#include "SaveLayout.h"
 #include "platform/BoundsChecked.h"
 
 #include <algorithm>
@@ -21,7 +22,6 @@ constexpr int kRenderBufferBytes = 32768;
 // glibc does not use a smaller buffer that it is given.
 constexpr size_t kMinStreamBufferBytes = 128;
 constexpr const char *kTemporarySuffix = ".bak";
-constexpr const char *kIndentation = "    ";
 
 struct MemoryFreer {
     void operator()(char *memory) const { std::free(memory); }
@@ -98,37 +98,11 @@ private:
 };
 
 // Cut at the buffer's end when the document is too long; saved like that all the same.
-std::string Render(mxml_node_t *document, std::vector<char> &buffer)
+const char *Render(mxml_node_t *document, std::vector<char> &buffer)
 {
     mxmlSetWrapMargin(0);
     mxmlSaveString(document, buffer.data(), kRenderBufferBytes, MXML_NO_CALLBACK);
     return buffer.data();
-}
-
-// One element a line, four spaces a level. The depth starts below 0 so that the declaration, which nothing closes, puts
-// the top element at depth 0. An element in the self-closing form likewise raises the depth for good. That drift is
-// deliberate: saved files look like this.
-std::string Reindent(const std::string &text)
-{
-    std::string output;
-    output.reserve(text.size() * 2);
-    int depth = -1;
-    for (size_t i = 0; i < text.size(); ++i) {
-        const bool hasNext = i + 1 < text.size();
-        if (text[i] == '<' && hasNext && text[i + 1] == '/') {
-            --depth;
-            const bool followsText = i > 0 && text[i - 1] != '>';
-            XmlAddSpace(output, followsText ? 0 : depth);
-        } else if (text[i] == '<') {
-            XmlAddSpace(output, depth);
-            ++depth;
-        }
-        output += text[i];
-        if (text[i] == '>' && !(hasNext && text[i + 1] != '<')) {
-            output += '\n';
-        }
-    }
-    return output;
 }
 
 }  // namespace
@@ -147,7 +121,7 @@ int ZefIntCfgSaveInner(mxml_node_t *document, const char *path)
     if (!temporary.IsOpen()) {
         return -errno;
     }
-    const std::string text = Reindent(XmlRmSpace(Render(document, renderBuffer)));
+    const std::string text = zef_config::LayOut(Render(document, renderBuffer));
     const int result = temporary.WriteAndClose(text);
     if (result != 0) {
         return result;
@@ -176,30 +150,4 @@ int ZefInfCfgRename(const char *temporaryPath, const char *path)
         return -1;
     }
     return std::rename(temporaryPath, path) == 0 ? 0 : -1;
-}
-
-std::string XmlRmSpace(const std::string &text)
-{
-    std::string output;
-    output.reserve(text.size());
-    bool insideMarkup = false;
-    for (const char *character = text.c_str(); *character != '\0'; ++character) {
-        if (*character == '<') {
-            insideMarkup = true;
-        } else if (*character == '>') {
-            insideMarkup = false;
-        }
-        const bool isSpace = *character == ' ' || *character == '\t' || *character == '\n';
-        if (insideMarkup || !isSpace) {
-            output += *character;
-        }
-    }
-    return output;
-}
-
-void XmlAddSpace(std::string &output, int level)
-{
-    for (int i = 0; i < level; ++i) {
-        output += kIndentation;
-    }
 }

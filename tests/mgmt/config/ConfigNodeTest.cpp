@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <functional>
 #include <new>
+#include <random>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -214,6 +215,38 @@ TEST(ConfigNodeTest, GetOrdersMatchesByAddressAndNotAsInTheDocument)
         mxmlAdd(document.Root(), MXML_ADD_AFTER, MXML_ADD_TO_PARENT, children[i]);
     }
     EXPECT_THAT(Ids(ConfigNode(document.Root()).Get("Ips")), ElementsAre("0", "1", "2", "3", "4"));
+}
+
+// More than there is room for at first, in an order that no list of pointers keeps by itself.
+TEST(ConfigNodeTest, GetOrdersManyMatchesByAddress)
+{
+    constexpr size_t kCount = 1000;
+    const XmlDocument document("<Config/>");
+    std::vector<mxml_node_t *> children;
+    for (size_t i = 0; i < kCount; ++i) {
+        children.push_back(mxmlNewElement(MXML_NO_PARENT, i % 3 == 0 ? "Ip" : "Ips"));
+    }
+    std::shuffle(children.begin(), children.end(), std::mt19937(1));
+    for (mxml_node_t *child : children) {
+        mxmlAdd(document.Root(), MXML_ADD_AFTER, MXML_ADD_TO_PARENT, child);
+    }
+    std::sort(children.begin(), children.end(), std::less<>());
+    std::vector<std::string> expected;
+    for (size_t i = 0; i < kCount; ++i) {
+        mxmlElementSetAttr(children[i], "id", std::to_string(i).c_str());
+        if (std::string(mxmlGetElement(children[i])) == "Ips") {
+            expected.push_back(std::to_string(i));
+        }
+    }
+    EXPECT_EQ(Ids(ConfigNode(document.Root()).Get("Ips")), expected);
+}
+
+TEST(ConfigNodeTest, GetFindsAnElementWithoutAName)
+{
+    const XmlDocument document("<Config><Name/></Config>");
+    mxmlNewElement(document.Root(), "");
+    EXPECT_EQ(ConfigNode(document.Root()).Get("").Size(), 1);
+    EXPECT_EQ(ConfigNode(document.Root()).Get(std::string("\0", 1)).Size(), 0);
 }
 
 TEST(ConfigNodeTest, GetWalksChildrenAloneAndNeitherGrandchildrenNorSiblings)

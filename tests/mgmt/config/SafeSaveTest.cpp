@@ -138,63 +138,6 @@ protected:
     const std::string temporary = target + ".bak";
 };
 
-// Stripping
-
-TEST(XmlRmSpaceTest, DropsSpacesTabsAndLineFeedsOutsideOfMarkup)
-{
-    EXPECT_EQ(XmlRmSpace(" \t\n<a>\n\t x \ty\n</a> \n"), "<a>xy</a>");
-    EXPECT_EQ(XmlRmSpace(" a\tb\nc "), "abc");
-    EXPECT_EQ(XmlRmSpace(""), "");
-    EXPECT_EQ(XmlRmSpace(" \t\n"), "");
-}
-
-TEST(XmlRmSpaceTest, KeepsEveryOtherCharacter)
-{
-    EXPECT_EQ(XmlRmSpace("a\rb\vc\fd\xC2\xA0""e\x01"), "a\rb\vc\fd\xC2\xA0""e\x01");
-}
-
-TEST(XmlRmSpaceTest, KeepsEverythingInsideOfMarkup)
-{
-    EXPECT_EQ(XmlRmSpace("<a  b=\"c \t\n d\"\n/>"), "<a  b=\"c \t\n d\"\n/>");
-    EXPECT_EQ(XmlRmSpace("< <a> b"), "< <a>b");
-}
-
-TEST(XmlRmSpaceTest, AGreaterThanSignEndsTheMarkupWhereverItStands)
-{
-    EXPECT_EQ(XmlRmSpace("<!-- a > b c -->"), "<!-- a >bc-->");
-    EXPECT_EQ(XmlRmSpace("a > b"), "a>b");
-}
-
-TEST(XmlRmSpaceTest, MarkupThatIsNotClosedKeepsItsSpaces)
-{
-    EXPECT_EQ(XmlRmSpace("a b<c d"), "ab<c d");
-}
-
-TEST(XmlRmSpaceTest, StopsAtAZeroByteAndLeavesItsArgumentAlone)
-{
-    const std::string text("a b\0c d", 7);
-    EXPECT_EQ(XmlRmSpace(text), "ab");
-    EXPECT_EQ(text, std::string("a b\0c d", 7));
-}
-
-TEST(XmlAddSpaceTest, AppendsFourSpacesALevel)
-{
-    std::string output = "x";
-    XmlAddSpace(output, 1);
-    EXPECT_EQ(output, "x    ");
-    XmlAddSpace(output, 2);
-    EXPECT_EQ(output, "x            ");
-}
-
-TEST(XmlAddSpaceTest, AppendsNothingForALevelOfZeroOrLess)
-{
-    std::string output = "x";
-    for (const int level : {0, -1, INT_MIN}) {
-        XmlAddSpace(output, level);
-        EXPECT_EQ(output, "x") << level;
-    }
-}
-
 // Temporary path
 
 TEST_F(SafeSaveTest, TheTemporaryPathIsTheTargetsWithASuffix)
