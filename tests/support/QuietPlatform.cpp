@@ -1,6 +1,6 @@
 // A platform that answers at once and keeps nothing, for programs that run the library's parts a million times over. Every
 // array is reached from one local address, every link is up at once. The pool is of the program's choice: IdlePool.cpp, or
-// the one with a worker.
+// the one with a worker. What is weak here a program may define anew.
 #include <zef_config/platform/ClientComponents.h>
 #include <zef_config/platform/Gateway.h>
 #include <zef_config/platform/IpUtil.h>
@@ -50,7 +50,7 @@ int OrnDeleteTarnLink(const char *, const char *)
     return 0;
 }
 
-int OrnGetLinkInfoByIpPair(const char *, const char *, OrnLinkInfo *info)
+[[gnu::weak]] int OrnGetLinkInfoByIpPair(const char *, const char *, OrnLinkInfo *info)
 {
     info->wwn = kArrayWwn;
     info->status = 0;
@@ -109,7 +109,7 @@ int32_t WoxUtil::Finish()
 }
 
 // "sealed:" and the plain text.
-std::string WoxUtil::WoxDecryptData(uint32_t, const std::string &cipherText)
+[[gnu::weak]] std::string WoxUtil::WoxDecryptData(uint32_t, const std::string &cipherText)
 {
     const std::string prefix = "sealed:";
     return cipherText.compare(0, prefix.size(), prefix) == 0 ? cipherText.substr(prefix.size()) : std::string();
@@ -131,7 +131,7 @@ bool IpUtil::IsIpV4Valid(const std::string &ip)
     return inet_pton(AF_INET, ip.c_str(), &address) == 1;
 }
 
-std::set<std::string> IpUtil::GetHostIpsCanConnect(const std::string &)
+[[gnu::weak]] std::set<std::string> IpUtil::GetHostIpsCanConnect(const std::string &)
 {
     return {"192.0.2.200"};
 }

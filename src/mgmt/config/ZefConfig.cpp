@@ -72,6 +72,23 @@ private:
     bool stays = false;
 };
 
+// Copies the local address of the first record's first pair; the next record's where that does not fit.
+int32_t CopyLocalIp(const std::vector<ZefStorage> &storages, char *buffer, uint32_t size)
+{
+    for (const ZefStorage &storage : storages) {
+        const std::vector<IpPair> &pairs = storage.GetIpParis();
+        if (pairs.empty()) {
+            ZEF_LOG_AS("ZefConfigGetIP", zef_config::kLogError, "%s: storage object not ip pair.",
+                       zef_config::kLogTag);
+            return -1;
+        }
+        if (strcpy_s(buffer, size, pairs.front().first.c_str()) == 0) {
+            return 0;
+        }
+    }
+    return -1;
+}
+
 // Copies the initiator WWN of the first filled record whose text fits.
 int32_t CopyInitiatorWwn(const OrnLinkInfo *records, char *buffer, uint32_t size)
 {
@@ -220,17 +237,7 @@ int32_t ZefConfigSetUuid()
 int32_t ZefConfigGetIP(char *buffer, uint32_t size)
 {
     const std::vector<ZefStorage> storages = ZefStorageManager::GetStorageAll();
-    for (const ZefStorage &storage : storages) {
-        const std::vector<IpPair> &pairs = storage.GetIpParis();
-        if (pairs.empty()) {
-            ZEF_LOG(zef_config::kLogError, "%s: storage object not ip pair.", zef_config::kLogTag);
-            return -1;
-        }
-        if (strcpy_s(buffer, size, pairs.front().first.c_str()) == 0) {
-            return 0;
-        }
-    }
-    return -1;
+    return CopyLocalIp(storages, buffer, size);
 }
 
 int32_t ZefConfigGetFcIniWwn(char *buffer, uint32_t size)
@@ -263,5 +270,5 @@ int32_t ZefConfigGetLocalAddr(char *buffer, uint32_t size)
     if (storages.front().GetLinkType() == StorageLinkType::kFibreChannel) {
         return ZefConfigGetFcIniWwn(buffer, size);
     }
-    return ZefConfigGetIP(buffer, size);
+    return CopyLocalIp(storages, buffer, size);  // as ZefConfigGetIP, which would copy the registry once more
 }
