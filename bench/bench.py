@@ -25,6 +25,7 @@ ROOT = pathlib.Path(__file__).resolve().parents[1]
 ROWS = sorted((*CLIENT_ROWS, *DOCUMENT_ROWS, *POOL_ROWS, *PROCESS_ROWS), key=lambda row: row.number)
 PATIENCE = 900  # seconds that one program may take
 GUARD = 2       # how many times its goal a ratio may be before the guard fails
+GUARD_ATTEMPTS = 3
 LINE = "{:>3}  {:<38}  {:<26}  {:>7}  {:>6}  {:<3}  {}"
 
 
@@ -64,25 +65,61 @@ def run_program(context, programs):
     return samples
 
 
+def measure(row, context):
+    """The median of each case for each who was measured."""
+    samples = run_program(context, row.measure) if isinstance(row.measure, Programs) else row.measure.measure(context)
+    return {key: statistics.median(values) for key, values in samples.items()}
+
+
+@dataclasses.dataclass(frozen=True)
+class Verdict:
+    """What came of one goal."""
+    goal: object
+    case: str  # the worst
+    ratio: float
+
+    def is_met(self):
+        return self.ratio <= self.goal.limit
+
+    def is_held(self):
+        """Whether the guard lets it pass."""
+        return self.ratio <= GUARD * self.goal.limit
+
+
+def judge(row, medians):
+    """A verdict for each goal of a row."""
+    verdicts = []
+    for goal in row.goals:
+        ratios = goal.ratios(medians)
+        if not ratios:
+            sys.exit(f"bench: row {row.number} has measured nothing for {goal.title()}")
+        verdicts.append(Verdict(goal, *max(ratios.items(), key=lambda item: item[1])))
+    return verdicts
+
+
+def print_verdicts(row, verdicts):
+    """A line for each goal."""
+    for verdict in verdicts:
+        print(LINE.format(row.number, row.what, verdict.goal.title(), f"{verdict.ratio:.2f}", f"{verdict.goal.limit:g}",
+                          "yes" if verdict.is_met() else "NO", verdict.case), flush=True)
+
+
 def print_cases(medians):
-    """Ours in relation to everything else, case by case."""
+    """Ours in relation to everybody else, case by case."""
     for case in dict.fromkeys(case for case, _ in medians):
         others = ", ".join(f"{medians[case, OURS] / value:.2f} × {who}" for (other, who), value in medians.items()
                            if other == case and who != OURS)
         print(f"       {case}: {others or format(medians[case, OURS], '.4g')}", flush=True)
 
 
-def print_goals(row, medians, short_of):
-    """A line for each goal. Collects those of which the guard would say that they are not held."""
-    for goal in row.goals:
-        ratios = goal.ratios(medians)
-        if not ratios:
-            sys.exit(f"bench: row {row.number} has measured nothing for {goal.title()}")
-        case, worst = max(ratios.items(), key=lambda item: item[1])
-        print(LINE.format(row.number, row.what, goal.title(), f"{worst:.2f}", f"{goal.limit:g}",
-                          "yes" if worst <= goal.limit else "NO", case), flush=True)
-        if worst > GUARD * goal.limit:
-            short_of.append(f"row {row.number}, {goal.title()}, {case}: {worst:.2f}, more than {GUARD} times {goal.limit:g}")
+def is_held(row, context):
+    """Measures a row for the guard. What is not held is measured again: something else may have kept the machine busy."""
+    for _ in range(GUARD_ATTEMPTS):
+        verdicts = judge(row, measure(row, context))
+        print_verdicts(row, verdicts)
+        if all(verdict.is_held() for verdict in verdicts):
+            return True
+    return False
 
 
 def machine():
@@ -97,7 +134,8 @@ def main():
     parser.add_argument("--rows", help="numbers of the rows to measure, such as 1,4,7; all by default")
     parser.add_argument("--short", action="store_true", help="fewer and shorter rounds: less than three minutes in all")
     parser.add_argument("--cases", action="store_true", help="also print each case and everybody who was measured in it")
-    parser.add_argument("--guard", action="store_true", help=f"fail where a ratio is worse than {GUARD} times its goal")
+    parser.add_argument("--guard", action="store_true",
+                        help=f"the short form; fails where a ratio stays worse than {GUARD} times its goal")
     parser.add_argument("--build", type=pathlib.Path, required=True, help=argparse.SUPPRESS)
     options = parser.parse_args()
     wanted = [int(number) for number in options.rows.split(",")] if options.rows else [row.number for row in ROWS]
@@ -107,22 +145,23 @@ def main():
     start = time.monotonic()
     print(f"On {machine()}.")
     print(LINE.format("row", "what", "compared with", "ratio", "goal", "met", "worst case"), flush=True)
-    short_of = []
+    not_held = []
     for row in ROWS:
         if row.number not in wanted:
             continue
         with tempfile.TemporaryDirectory(prefix="zef-bench-") as scratch:
-            context = Context(options.build.resolve(), options.short, pathlib.Path(scratch))
-            samples = (run_program(context, row.measure) if isinstance(row.measure, Programs) else
-                       row.measure.measure(context))
-        medians = {key: statistics.median(values) for key, values in samples.items()}
-        print_goals(row, medians, short_of)
+            context = Context(options.build.resolve(), options.short or options.guard, pathlib.Path(scratch))
+            if options.guard:
+                if not is_held(row, context):
+                    not_held.append(row.number)
+                continue
+            medians = measure(row, context)
+        print_verdicts(row, judge(row, medians))
         if options.cases:
             print_cases(medians)
     print(f"Took {time.monotonic() - start:.0f} s.")
-    if options.guard and short_of:
-        print("\n".join(short_of), file=sys.stderr)
-        sys.exit(1)
+    if not_held:
+        sys.exit(f"bench: rows that are worse than {GUARD} times their goal: {not_held}")
 
 
 if __name__ == "__main__":
