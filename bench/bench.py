@@ -83,7 +83,7 @@ class Verdict:
 
     def is_held(self):
         """Whether the guard lets it pass."""
-        return self.ratio <= GUARD * self.goal.limit
+        return self.ratio <= GUARD * (getattr(self.goal, "reach", None) or self.goal.limit)
 
 
 def judge(row, medians):

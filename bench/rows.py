@@ -29,10 +29,12 @@ class Script:
 
 @dataclasses.dataclass(frozen=True)
 class Ratio:
-    """Ours is at most so many times that of another one, in each case that the pattern matches as a whole."""
+    """Ours is at most so many times that of another one, in each case that the pattern matches as a whole. Where that is
+    out of reach, `reach` is what can be had: the guard goes by it."""
     peer: str
     limit: float
     cases: str = ".*"
+    reach: float | None = None
 
     def title(self):
         return f"vs. {self.peer}"

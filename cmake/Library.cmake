@@ -64,17 +64,19 @@ target_include_directories(zef_config_objects
     ${PROJECT_SOURCE_DIR}/src/mgmt/config/storage
     ${PROJECT_SOURCE_DIR}/src/mgmt/config/uuid)
 target_link_libraries(zef_config_objects PUBLIC PkgConfig::MXML PRIVATE zef_build_options)
-# What the library calls of itself is its own, whatever a program defines: nothing to look up while it is loaded.
+# What the library calls of itself is its own, whatever a program defines: nothing to look up while it is loaded. The
+# hooks of trace points are the exception.
 target_compile_options(zef_config_objects PRIVATE -fno-semantic-interposition -ffunction-sections -fdata-sections)
 
 set(ZEF_CONFIG_EXPORT_MAP ${PROJECT_SOURCE_DIR}/src/mgmt/config/zef_config.map)
+set(ZEF_CONFIG_REPLACEABLE ${PROJECT_SOURCE_DIR}/src/mgmt/config/replaceable.txt)
 add_library(zef_config SHARED $<TARGET_OBJECTS:zef_config_objects>)
 add_library(ZefConfig::zef_config ALIAS zef_config)
 set_target_properties(zef_config PROPERTIES
   VERSION ${PROJECT_VERSION}
   SOVERSION ${PROJECT_VERSION_MAJOR}
   LINKER_LANGUAGE CXX
-  LINK_DEPENDS ${ZEF_CONFIG_EXPORT_MAP})
+  LINK_DEPENDS "${ZEF_CONFIG_EXPORT_MAP};${ZEF_CONFIG_REPLACEABLE}")
 target_include_directories(zef_config INTERFACE
   $<BUILD_INTERFACE:${ZEF_CONFIG_INCLUDE_DIR}>
   $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
@@ -82,7 +84,8 @@ target_compile_features(zef_config INTERFACE cxx_std_17)
 # In one piece with the data that is only read, code takes two mappings less to load; that saves the time in which forty
 # functions are bound. What can be written is not executable all the same.
 target_link_options(zef_config PRIVATE
-  -Wl,--version-script=${ZEF_CONFIG_EXPORT_MAP} -Wl,-Bsymbolic-functions -Wl,--gc-sections -Wl,-z,noseparate-code)
+  -Wl,--version-script=${ZEF_CONFIG_EXPORT_MAP} -Wl,-Bsymbolic-functions -Wl,--dynamic-list=${ZEF_CONFIG_REPLACEABLE}
+  -Wl,--gc-sections -Wl,-z,noseparate-code)
 target_link_libraries(zef_config PRIVATE $<BUILD_INTERFACE:zef_build_options> PUBLIC PkgConfig::MXML)
 
 include(cmake/Install.cmake)

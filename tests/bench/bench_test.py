@@ -53,6 +53,11 @@ class VerdictTest(unittest.TestCase):
             verdict, = bench.judge(Row(1, "what", None, (Ratio("peer", limit),)), MEDIANS)
             self.assertEqual(verdict.is_held(), is_held)
 
+    def test_the_guard_goes_by_what_can_be_reached(self):
+        for reach, is_held in ((1.5, True), (1.49, False)):
+            verdict, = bench.judge(Row(1, "what", None, (Ratio("peer", 0.1, reach=reach),)), MEDIANS)
+            self.assertEqual((verdict.is_met(), verdict.is_held()), (False, is_held))
+
     def test_a_goal_without_a_measurement_is_an_error(self):
         with self.assertRaises(SystemExit):
             bench.judge(Row(1, "what", None, (Ratio("nobody", 1),)), MEDIANS)

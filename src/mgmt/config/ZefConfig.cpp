@@ -172,12 +172,13 @@ void ZefConfigFinish()
     ZefConfigExitTracePoint();
 }
 
-int32_t ZefConfigInitTracePoint()
+// Weak, so that calls reach a program that has hooks of its own, see replaceable.txt.
+[[gnu::weak]] int32_t ZefConfigInitTracePoint()
 {
     return 0;
 }
 
-void ZefConfigExitTracePoint() {}
+[[gnu::weak]] void ZefConfigExitTracePoint() {}
 
 void ZefCtrlTpSetInt32Value(const char *text, int32_t *value)
 {

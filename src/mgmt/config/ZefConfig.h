@@ -33,7 +33,8 @@ ZEF_CONFIG_API int32_t ZefConfigStart();
 /// that no task runs on the pool's worker meanwhile.
 ZEF_CONFIG_API void ZefConfigFinish();
 
-/// Trace points: this build has none. Always returns 0.
+/// Trace points: this build has none. Always returns 0. A program may define both hooks itself and export them: the
+/// library then calls those, and ZefConfigInit fails when the first returns anything but 0.
 ZEF_CONFIG_API int32_t ZefConfigInitTracePoint();
 /// The end of trace points: does nothing.
 ZEF_CONFIG_API void ZefConfigExitTracePoint();
