@@ -33,8 +33,10 @@ public:
         {
         }
 
+        /// Leaves one that owns nothing and must not be run.
         Body(Body &&other) noexcept : callable(std::exchange(other.callable, nullptr)), serve(other.serve) {}
 
+        /// Leaves the other one with what this one owned.
         Body &operator=(Body &&other) noexcept
         {
             std::swap(callable, other.callable);

@@ -154,7 +154,9 @@ void RunningClient::LinkChanged(const LinkState &state)
 {
     printer->LinkChanged(state);
     NotifyChange();
-    manager.Status(LinksUpText());
+    if (manager.IsThere()) {
+        manager.Status(LinksUpText());
+    }
 }
 
 // Whoever is told now asks, and is answered when the task that probes has ended.

@@ -3,6 +3,7 @@
 #include "common/QuietThread.h"
 
 #include <algorithm>
+#include <chrono>
 #include <utility>
 
 #include <climits>
@@ -16,6 +17,10 @@ namespace {
 
 // A reader that takes nothing for so long is looked at again; while the client ends it is given up.
 constexpr int kWritePatienceMs = 100;
+
+// A link passes through the phases of a login one right after another, so the line for one waits that long for what
+// comes of it: all of them are written at once, instead of waking this thread and the reader for each.
+constexpr std::chrono::milliseconds kGathering(20);
 
 }  // namespace
 
@@ -38,22 +43,27 @@ StatusPrinter::~StatusPrinter()
 void StatusPrinter::LinkChanged(const LinkState &state)
 {
     if (std::optional<std::string> line = news.Line(state)) {
-        Add(std::move(line));
+        Add(std::move(line), !IsTrying(state.phase));
     }
 }
 
 void StatusPrinter::ShowTable()
 {
-    Add(std::nullopt);
+    Add(std::nullopt, true);
 }
 
-void StatusPrinter::Add(Request request)
+void StatusPrinter::Add(Request request, bool atOnce)
 {
+    bool isNews = atOnce;
     {
         const MutexLock lock(mutex);
+        isNews = isNews || requests.empty();
+        isUrgent = isUrgent || atOnce;
         requests.push_back(std::move(request));
     }
-    changed.NotifyOne();
+    if (isNews) {
+        changed.NotifyOne();
+    }
 }
 
 void StatusPrinter::Run()
@@ -66,17 +76,38 @@ void StatusPrinter::Run()
         if (requests.empty()) {
             return;
         }
-        const Request request = std::move(requests.front());
-        requests.pop_front();
-        if (!request && ending) {
-            continue;  // the table of a client that has gone already
+        Gather();
+        const std::string lines = TakeLines();
+        if (lines.empty()) {
+            requests.pop_front();
+            if (ending) {
+                continue;  // the table of a client that has gone already
+            }
         }
         lock.Unlock();
-        if (!Write(request ? *request + "\n" : takeTable())) {
+        if (!Write(lines.empty() ? takeTable() : lines)) {
             return;
         }
         lock.Lock();
     }
+}
+
+void StatusPrinter::Gather()
+{
+    const auto until = std::chrono::steady_clock::now() + kGathering;
+    while (!ending && !isUrgent && changed.WaitUntil(mutex, until)) {
+    }
+}
+
+// Those in front of the next table; "" when the table is due.
+std::string StatusPrinter::TakeLines()
+{
+    std::string lines;
+    for (; !requests.empty() && requests.front(); requests.pop_front()) {
+        lines += *requests.front() + "\n";
+    }
+    isUrgent = !requests.empty();
+    return lines;
 }
 
 // False when the client ends and the reader takes nothing more.

@@ -39,8 +39,10 @@ private:
     // What is to be printed: a line, or (without one) the table.
     using Request = std::optional<std::string>;
 
-    void Add(Request request);
+    void Add(Request request, bool atOnce);
     void Run();
+    void Gather() ZEF_REQUIRES(mutex);
+    std::string TakeLines() ZEF_REQUIRES(mutex);
     bool Write(const std::string &text);
     bool IsEnding();
 
@@ -51,6 +53,7 @@ private:
     Mutex mutex;
     Condition changed;
     std::deque<Request> requests ZEF_GUARDED_BY(mutex);
+    bool isUrgent ZEF_GUARDED_BY(mutex) = false;  // one of them is not to wait for others
     bool ending ZEF_GUARDED_BY(mutex) = false;
 
     std::thread thread;

@@ -99,7 +99,9 @@ void ControlLoop::Post(uint64_t request, std::string line)
 void ControlLoop::NotifyChange()
 {
     ++changes;
-    Wake();
+    if (isWaitedFor) {
+        Wake();
+    }
 }
 
 void ControlLoop::Stop()
@@ -143,8 +145,12 @@ void ControlLoop::Run()
 }
 
 // The wake-up first, then the door, then the connections in their order.
-std::vector<pollfd> ControlLoop::Poll() const
+std::vector<pollfd> ControlLoop::Poll()
 {
+    // Before the changes are compared for the last time: whoever makes one from here on wakes the thread.
+    isWaitedFor = std::any_of(connections.begin(), connections.end(), [](const ControlConnection &connection) {
+        return connection.GetState() == State::Waiting;
+    });
     std::vector<pollfd> sources;
     sources.reserve(connections.size() + 2);
     sources.push_back({wakeUp.Get(), POLLIN, 0});
@@ -167,7 +173,8 @@ int ControlLoop::PollTimeout(TimePoint now) const
 {
     TimePoint nearest = TimePoint::max();
     for (const ControlConnection &connection : connections) {
-        nearest = std::min(nearest, connection.HasRequest() ? TimePoint::min() : connection.GetDeadline());
+        const bool isDue = connection.HasRequest() || HasNews(connection);
+        nearest = std::min(nearest, isDue ? TimePoint::min() : connection.GetDeadline());
     }
     if (door.OpensAt() > now) {
         nearest = std::min(nearest, door.OpensAt());
@@ -177,6 +184,12 @@ int ControlLoop::PollTimeout(TimePoint now) const
     }
     const auto left = nearest <= now ? milliseconds::zero() : std::chrono::ceil<milliseconds>(nearest - now);
     return static_cast<int>(std::min(left, kLongestPoll).count());
+}
+
+// True when there is a change that the client waits for.
+bool ControlLoop::HasNews(const ControlConnection &connection) const
+{
+    return connection.GetState() == State::Waiting && connection.GetSince() != changes;
 }
 
 void ControlLoop::TakeWakeUp()
@@ -200,10 +213,9 @@ void ControlLoop::DeliverAnswers()
             }
         }
     }
-    const uint64_t current = changes;
     for (ControlConnection &connection : connections) {
-        if (connection.GetState() == State::Waiting && connection.GetSince() != current) {
-            connection.Answer(ChangesLine(current));
+        if (HasNews(connection)) {
+            connection.Answer(ChangesLine(changes));
         }
     }
 }

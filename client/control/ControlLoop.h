@@ -51,8 +51,9 @@ private:
     using TimePoint = std::chrono::steady_clock::time_point;
 
     void Run();
-    std::vector<pollfd> Poll() const;
+    std::vector<pollfd> Poll();
     int PollTimeout(TimePoint now) const;
+    bool HasNews(const ControlConnection &connection) const;
     void TakeWakeUp();
     void DeliverAnswers();
     void Advance(ControlConnection &connection);
@@ -68,6 +69,7 @@ private:
     FileDescriptor wakeUp;
     ControlExecutor *executor = nullptr;
     std::atomic<uint64_t> changes{1};  // 0 differs from every value that it has
+    std::atomic<bool> isWaitedFor{false};  // by a client; without one, a change wakes nobody
     std::atomic<bool> stopping{false};
 
     Mutex mutex;

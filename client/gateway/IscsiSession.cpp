@@ -183,8 +183,20 @@ void IscsiSession::Service(short revents)
         End(LossText());
     }
     NoticeHangUp(revents);
+    SendNow();
     if (isLogin) {
         ForgetTraces();  // of the password
+    }
+}
+
+// What the session answers to what it was sent. The socket nearly always has room for it; to wait until it says so would
+// take one more round of the loop for each message. What it does not take goes out when it does.
+void IscsiSession::SendNow()
+{
+    const bool isConnected = step != Step::Connecting && step != Step::Ended;
+    if (isConnected && (iscsi_which_events(context.get()) & POLLOUT) != 0 &&
+        iscsi_service(context.get(), POLLOUT) != 0) {
+        End(LossText());
     }
 }
 

@@ -89,6 +89,7 @@ private:
     void Expect(scsi_task *task);
     void ForgetCredential();
     void NoticeHangUp(short revents);
+    void SendNow();
     std::string ErrorText() const;
     std::string LossText() const;
     void End(const std::string &why);

@@ -30,6 +30,9 @@ public:
     ServiceManager(const ServiceManager &) = delete;
     ServiceManager &operator=(const ServiceManager &) = delete;
 
+    // Whether anybody looks on; without a manager, texts need not be made.
+    bool IsThere() const { return isManaged; }
+
     // The client serves: after the start, and after a reload. The text is sent at once, in place of one that waits.
     void Ready(const std::string &status);
 
