@@ -3,6 +3,8 @@
 #include "common/Mutex.h"
 
 #include <algorithm>
+#include <memory>
+#include <new>
 #include <tuple>
 #include <utility>
 
@@ -53,7 +55,22 @@ TaskBatch::TaskBatch(const ThreadPool &ofPool) : pool(ofPool)
     following = std::exchange(firstBatch, this);
 }
 
+// The rest is destroyed outside of the list: tasks may hold anything.
 TaskBatch::~TaskBatch()
+{
+    LeaveList();
+    Destroy(next.exchange(kMost), end);
+    Destroy(0, toDrop);
+}
+
+void TaskBatch::Destroy(size_t first, size_t behindLast)
+{
+    for (size_t number = first; number < behindLast; ++number) {
+        std::destroy_at(&slots[number].task);
+    }
+}
+
+void TaskBatch::LeaveList()
 {
     const MutexLock lock(listMutex);
     TaskBatch **place = &firstBatch;
@@ -96,8 +113,9 @@ bool TaskBatch::RunNext()
     if (number >= end) {
         return false;
     }
-    std::get<2>(*tasks[number])();
-    tasks[number].reset();
+    ThreadPool::Task &task = slots[number].task;
+    std::get<2>(task)();
+    std::destroy_at(&task);
     return true;
 }
 
@@ -109,18 +127,21 @@ void TaskBatch::TakeRest()
             TakeRestOf(*batch);
         }
     }
+    toDrop = std::exchange(end, 0);
 }
 
 void TaskBatch::TakeRestOf(TaskBatch &other)
 {
     for (size_t number = other.next.exchange(kMost); number < other.end; ++number) {
-        Add(std::move(*other.tasks[number]));
+        Add(std::move(other.slots[number].task));
+        std::destroy_at(&other.slots[number].task);
     }
 }
 
 void TaskBatch::Add(ThreadPool::Task &&task)
 {
-    tasks[end++].emplace(std::move(task));
+    new (&slots[end].task) ThreadPool::Task(std::move(task));
+    ++end;
 }
 
 }  // namespace zef

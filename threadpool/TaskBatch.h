@@ -7,17 +7,18 @@
 #include <array>
 #include <atomic>
 #include <cstddef>
-#include <optional>
 #include <vector>
 
 namespace zef {
 
 // Tasks that a worker runs one after another without going back to the queue for each. All of them were due at once, so
-// that none that came later would have gone first. Belongs to one thread, but for TakeRest.
+// that none that came later would have gone first. Belongs to one thread, but for TakeRest. Stands on that thread's
+// stack and takes more than 100 kB there, of which only what tasks were in is ever touched.
 class TaskBatch {
 public:
-    // Enough to make the queue's mutex, and a way through its heap, a small part of what a task costs.
-    static constexpr size_t kMost = 256;
+    // Enough to make the queue's mutex, which several threads may want at once, and the way through its heap a small part
+    // of what a task costs.
+    static constexpr size_t kMost = 2048;
 
     // What is taken is of that pool.
     explicit TaskBatch(const ThreadPool &ofPool);
@@ -40,15 +41,23 @@ public:
     void TakeRest();
 
 private:
-    using Slot = std::optional<ThreadPool::Task>;
+    // Room for a task. Memory that no task was ever in is never touched: most batches stay small.
+    union Slot {
+        Slot() {}   // NOLINT(modernize-use-equals-default): the task cannot be constructed
+        ~Slot() {}  // NOLINT(modernize-use-equals-default): whoever takes a task destroys it
+        ThreadPool::Task task;
+    };
 
     void Add(ThreadPool::Task &&task);
     void TakeRestOf(TaskBatch &other);
+    void LeaveList();
+    void Destroy(size_t first, size_t behindLast);
 
     const ThreadPool &pool;
     TaskBatch *following;  // in the list of all batches
-    std::array<Slot, kMost> tasks;
+    std::array<Slot, kMost> slots;
     size_t end = 0;
+    size_t toDrop = 0;                // of those that TakeRest has taken
     std::atomic<size_t> next{kMost};  // who counts it up has the task; none before the first are taken
 };
 

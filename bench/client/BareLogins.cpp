@@ -3,7 +3,8 @@
 //
 // The forms: "login" connects and logs in, with CHAP. "known" also reads the name of the LUN, without which nobody knows
 // which array this is. "asked" finds out everything by itself, at each address, as a client does that was told no more
-// than addresses, user and password: a discovery session for the target, then the LUNs that have a name.
+// than addresses, user and password: a discovery session for the target, then the LUNs that have a name. "probed" does
+// the same once the address was tried by a connection that comes to nothing else, as the library wants it.
 //
 // libiscsi offers no choice of the local address, so all sessions come from the one that the system chooses. That takes
 // neither side longer.
@@ -19,10 +20,14 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 namespace {
 
+constexpr uint16_t kPort = 3260;
 constexpr int kPageSize = 1024;
 constexpr int kLunListSize = 8 + 8 * 64;
 constexpr uint32_t kIsid = 0x4711;
@@ -129,9 +134,26 @@ std::string FindName(const Context &context)
     return name;
 }
 
+void Probe(const std::string &address)
+{
+    sockaddr_in portal = {};
+    portal.sin_family = AF_INET;
+    portal.sin_port = htons(kPort);
+    inet_pton(AF_INET, address.c_str(), &portal.sin_addr);
+    const int connection = socket(AF_INET, SOCK_STREAM, 0);
+    if (connect(connection, reinterpret_cast<const sockaddr *>(&portal), sizeof portal) != 0) {
+        throw std::runtime_error("the array is not reached");
+    }
+    close(connection);
+}
+
 Context Reach(const std::string &form, const Access &access, const std::string &address, int number)
 {
-    const bool isAsked = form == "asked";
+    const bool isProbed = form == "probed";
+    const bool isAsked = isProbed || form == "asked";
+    if (isProbed) {
+        Probe(address);
+    }
     const std::string target = isAsked ? FindTarget(access, address, number) : access.target;
     Context context = LogIn(access, address, target, number);
     std::string name;

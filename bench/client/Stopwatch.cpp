@@ -1,7 +1,10 @@
 // bench_stopwatch COUNT TEXT COMMAND...: starts the command, waits until it has written the text so often to its standard
-// output, and ends it with SIGTERM. Prints the milliseconds from its start to then, and behind that what it wrote.
+// output, and ends it with SIGTERM. Prints the milliseconds from its start to then, how often its threads have gone to
+// sleep until then, and behind that what it wrote.
 #include <algorithm>
 #include <chrono>
+#include <filesystem>
+#include <fstream>
 #include <string>
 #include <utility>
 
@@ -75,6 +78,23 @@ pid_t Start(char **command, int &output)
     return started ? child : -1;
 }
 
+// By the kernel's count, of the threads that are there.
+long SleepsOf(pid_t process)
+{
+    long sleeps = 0;
+    const std::filesystem::path tasks = "/proc/" + std::to_string(process) + "/task";
+    for (const auto &task : std::filesystem::directory_iterator(tasks)) {
+        std::ifstream status(task.path() / "status");
+        for (std::string line; std::getline(status, line);) {
+            long count = 0;
+            if (std::sscanf(line.c_str(), "voluntary_ctxt_switches: %ld", &count) == 1) {
+                sleeps += count;
+            }
+        }
+    }
+    return sleeps;
+}
+
 }  // namespace
 
 int main(int argc, char **argv)
@@ -94,7 +114,7 @@ int main(int argc, char **argv)
     }
     const std::chrono::duration<double, std::milli> taken = std::chrono::steady_clock::now() - start;
     const bool done = output.Count() >= wanted;
-    std::printf("%.3f\n%s", taken.count(), output.Text().c_str());
+    std::printf("%.3f %ld\n%s", taken.count(), SleepsOf(child), output.Text().c_str());
     kill(child, done ? SIGTERM : SIGKILL);
     while (output.ReadOn()) {
     }

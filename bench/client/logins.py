@@ -20,7 +20,8 @@ PROBE_MS = 1000  # how long the client tries to reach an address
 
 OURS = "ours"
 BARE = "bare logins"
-BARE_LOADED = "bare, libraries of ours"
+BARE_LOADED = "bare, our libraries loaded"
+BARE_PROBED = "bare, our libraries loaded, addresses probed"
 LUN_TOLD = "bare, LUN told"
 LOGIN_ALONE = "bare, login alone"
 LIVE_ALONE = "live addresses alone"
@@ -29,7 +30,8 @@ ONE_LOCAL = "one local address"
 
 class Starts:
     """Starts of the client or of the bare program, and the milliseconds from each to the moment when all its sessions
-    stand. Both say so on their standard output, which the same program reads."""
+    stand. Both say so on their standard output, which the same program reads. `sleeps` is how often the threads of the
+    last one went to sleep meanwhile."""
 
     def __init__(self, arena, programs):
         self._arena = arena
@@ -37,19 +39,23 @@ class Starts:
         self._bare = programs.bare
         self._loaded = programs.loaded
         self._stopwatch = programs.stopwatch
+        self.sleeps = None
 
     def client(self, count, *options):
         return self._time(count, count, f'{self._client} run {" ".join(options)}')
 
     def bare(self, form, addresses, is_loaded=False):
-        command = f'{self._loaded if is_loaded else self._bare} {form} "$user" "$password" {TARGET} {LUN} {" ".join(addresses)}'
+        program = self._loaded if is_loaded else self._bare
+        command = f'{program} {form} "$user" "$password" {TARGET} {LUN} {" ".join(addresses)}'
         return self._time(len(addresses), 0 if form == "login" else len(addresses), command)
 
     def _time(self, count, names, command):
         text = self._arena.run(f'{self._stopwatch} {count} " up" {command} 2>>"$workDir/started.err"', PATIENCE)
-        milliseconds, _, output = text.partition("\n")
+        figures, _, output = text.partition("\n")
+        milliseconds, sleeps = figures.split()
         if output.count(WWN) != names:
             sys.exit(f"not every session has named the array {WWN}: {output}")
+        self.sleeps = int(sleeps)
         return float(milliseconds)
 
 
@@ -61,10 +67,11 @@ def interleaved(rounds, measures, samples):
 
 
 def measure_logins(programs, samples):
-    """The client beside bare logins that do the same work: told no more than the addresses. What else is shown has no goal,
-    since the other side does less: the client told the target, beside bare logins that are told the LUN, too, the same in
-    a process that loads the libraries which the client loads, and bare logins that do not ask for the array's name,
-    which the client cannot do without. Each array address is reached from two local ones, but for the single pair."""
+    """The client beside bare logins that do the same work: told no more than the addresses. Each array address is reached
+    from two local ones, but for the single pair. What else is shown has no goal. It tells what stands between the two:
+    bare logins in a process that loads the libraries which the client loads, the same with a probe of each address, and
+    how often threads go to sleep, since most of a login is waiting. And it stands beside those who do less: the client
+    told the target, bare logins told the LUN, too, and bare logins that do not ask for the array's name."""
     with Arena(programs.client) as arena:
         starts = Starts(arena, programs)
         arena.start_array()
@@ -79,11 +86,15 @@ def measure_logins(programs, samples):
             interleaved(programs.rounds, {
                 (case, OURS): lambda: starts.client(pairs),
                 (case, BARE): lambda: starts.bare("asked", portals),
+                (case, BARE_LOADED): lambda: starts.bare("asked", portals, is_loaded=True),
+                (case, BARE_PROBED): lambda: starts.bare("probed", portals, is_loaded=True),
                 (told, OURS): lambda: starts.client(pairs, "--target", TARGET),
                 (told, LUN_TOLD): lambda: starts.bare("known", portals),
-                (told, BARE_LOADED): lambda: starts.bare("known", portals, is_loaded=True),
                 (told, LOGIN_ALONE): lambda: starts.bare("login", portals),
             }, samples)
+        for who, start in ((OURS, lambda: starts.client(pairs)), (BARE, lambda: starts.bare("asked", portals))):
+            start()
+            samples[f"{case}, sleeps", who] = [starts.sleeps]
         arena.run("array_stop")
 
 

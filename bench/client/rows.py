@@ -27,7 +27,7 @@ def arena(what, rounds, short_rounds):
 
 ROWS = (
     Row(11, "client, from start to all links up", arena("logins", 21, 7),
-        (Ratio("bare logins", 1.15),)),
+        (Ratio("bare logins", 1.15, r"\d+ pairs?", reach=3),)),
     Row(12, "the same, half of the addresses dead", arena("dead-addresses", 9, 3),
         # A hundredth is for the timers, which are never early.
         (Amount("deadlines per address", 1.01, r"\d of \d silent"), Ratio("one local address", 1.15),

@@ -6,6 +6,7 @@ import contextlib
 import io
 import os
 import pathlib
+import re
 import sys
 import unittest
 from unittest import mock
@@ -97,6 +98,14 @@ class GuardTest(unittest.TestCase):
 
 
 class RowsTest(unittest.TestCase):
+    def test_the_document_has_a_line_for_every_goal(self):
+        document = (pathlib.Path(os.environ["ZEF_SOURCE_DIR"]) / "docs/performance.md").read_text(encoding="utf-8")
+        table = document.split("```text\n")[1].split("```")[0]
+        shown = [re.fullmatch(r" +(\d+)  (.{38})  (.{26}) +[\d.]+ +([\d.]+)  (yes|NO ) .*", line)
+                 for line in table.splitlines()[2:]]
+        self.assertEqual([(int(line[1]), line[2].rstrip(), line[3].rstrip(), float(line[4])) for line in shown[:-1]],
+                         [(row.number, row.what, goal.title(), goal.limit) for row in bench.ROWS for goal in row.goals])
+
     def test_every_row_is_there_once_and_fits_its_line(self):
         self.assertEqual([row.number for row in bench.ROWS], sorted({row.number for row in bench.ROWS}))
         for row in bench.ROWS:

@@ -2,6 +2,7 @@
 
 #include "PoolTest.h"
 
+#include <memory>
 #include <random>
 #include <set>
 #include <vector>
@@ -95,13 +96,28 @@ TEST_F(TaskBatchTest, TakesNoMoreThanItIsAllowedTo)
     EXPECT_EQ(pool.tasks.size(), TaskBatch::kMost - 8);
 }
 
+TEST_F(TaskBatchTest, DropsWithItselfWhatItHasNotRun)
+{
+    const auto held = std::make_shared<int>();
+    for (int task = 0; task < 3; ++task) {
+        PushDue(pool, 0, [held] {});
+    }
+    {
+        TaskBatch dropped(pool);
+        dropped.Take(pool.tasks, 3);
+        EXPECT_TRUE(dropped.RunNext());
+        EXPECT_EQ(held.use_count(), 3);
+    }
+    EXPECT_EQ(held.use_count(), 1);
+}
+
 // Whatever is in the queue, in whatever order it came: a batch has the earliest, the rest is a heap of the others.
 TEST_F(TaskBatchTest, LeavesAHeapOfAllThatItDoesNotTake)
 {
     std::mt19937 random(1);
     const auto below = [&random](size_t limit) { return static_cast<size_t>(random() % limit); };
     for (int round = 0; round < 500; ++round) {
-        const size_t additions = below(round % 50 == 0 ? 600 : 6);
+        const size_t additions = below(round % 50 == 0 ? 2 * TaskBatch::kMost : 6);
         for (size_t task = 0; task < additions; ++task) {
             Push(static_cast<int64_t>(below(2) == 0 ? 0 : below(20)));
         }
