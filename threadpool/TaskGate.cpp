@@ -32,7 +32,7 @@ bool TaskGate::TryEnter()
 
 bool TaskGate::Enter(const std::atomic<bool> &accepting)
 {
-    if (TryEnter()) {
+    if (accepting && TryEnter()) {
         return true;
     }
     const MutexLock lock(mutex);

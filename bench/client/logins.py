@@ -93,8 +93,9 @@ def measure_logins(programs, samples):
                 (told, LOGIN_ALONE): lambda: starts.bare("login", portals),
             }, samples)
         for who, start in ((OURS, lambda: starts.client(pairs)), (BARE, lambda: starts.bare("asked", portals))):
-            start()
-            samples[f"{case}, sleeps", who] = [starts.sleeps]
+            for _ in range(programs.rounds):
+                start()
+                samples.setdefault((f"{case}, sleeps", who), []).append(starts.sleeps)
         arena.run("array_stop")
 
 

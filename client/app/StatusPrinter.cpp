@@ -99,11 +99,14 @@ void StatusPrinter::Gather()
     }
 }
 
-// Those in front of the next table; "" when the table is due.
+// Those in front of the next table, as many as a pipe takes in one piece; "" when the table is due.
 std::string StatusPrinter::TakeLines()
 {
     std::string lines;
     for (; !requests.empty() && requests.front(); requests.pop_front()) {
+        if (!lines.empty() && lines.size() + requests.front()->size() >= PIPE_BUF) {
+            break;
+        }
         lines += *requests.front() + "\n";
     }
     isUrgent = !requests.empty();

@@ -190,11 +190,12 @@ void IscsiSession::Service(short revents)
 }
 
 // What the session answers to what it was sent. The socket nearly always has room for it; to wait until it says so would
-// take one more round of the loop for each message. What it does not take goes out when it does.
+// take one more round of the loop for each message. What it does not take goes out when it does. An answer that has come
+// already is read first: it may tell why the array no longer listens.
 void IscsiSession::SendNow()
 {
     const bool isConnected = step != Step::Connecting && step != Step::Ended;
-    if (isConnected && (iscsi_which_events(context.get()) & POLLOUT) != 0 &&
+    if (isConnected && (iscsi_which_events(context.get()) & POLLOUT) != 0 && !HasUnreadBytes(Descriptor()) &&
         iscsi_service(context.get(), POLLOUT) != 0) {
         End(LossText());
     }

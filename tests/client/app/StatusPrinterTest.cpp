@@ -50,6 +50,22 @@ protected:
     int ends[2];
 };
 
+TEST_F(StatusPrinterTest, PrintsEveryLineOfManyInTheirOrder)
+{
+    constexpr int kLinks = 300;  // more than one write to a pipe takes
+    std::string expected;
+    {
+        StatusPrinter printer(ends[1], [] { return ""; });
+        for (int number = 0; number < kLinks; ++number) {
+            LinkState link = Link(LinkPhase::Connecting);
+            link.array = "array-" + std::to_string(number);
+            expected += "10.0.0.1 -> " + link.array + " connecting\n";
+            printer.LinkChanged(link);
+        }
+    }
+    EXPECT_EQ(Printed(), expected);
+}
+
 TEST_F(StatusPrinterTest, PrintsChangesAndTablesInTheOrderOfTheRequests)
 {
     std::promise<void> taken;

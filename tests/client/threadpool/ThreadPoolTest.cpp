@@ -1,4 +1,5 @@
 #include "PoolTest.h"
+#include "TaskBatch.h"
 
 #include <algorithm>
 #include <array>
@@ -397,15 +398,15 @@ TEST(ThreadPoolTest, OneOfSeveralWorkersTakesOneTaskAtATime)
 
 TEST(ThreadPoolTest, RunsMoreTasksThanAWorkerTakesAtOnce)
 {
-    constexpr int kTasks = 1000;
-    int unguarded = 0;
+    constexpr size_t kTasks = 2 * zef::TaskBatch::kMost + 1;
+    size_t unguarded = 0;
     std::string order;
     ThreadPool pool(1);
     std::future<void> timed;
     {
         const BusyWorker busy(pool);
         timed = PushDue(pool, 1, [&] { order += unguarded == kTasks ? "last" : "too early"; });
-        for (int task = 0; task < kTasks; ++task) {
+        for (size_t task = 0; task < kTasks; ++task) {
             pool.commit(0, "", [&unguarded] { ++unguarded; });
         }
     }
