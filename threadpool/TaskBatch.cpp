@@ -14,10 +14,13 @@ namespace {
 
 using Tasks = std::vector<ThreadPool::Task>;
 
-// All batches there are. Need no construction: workers may exist before the program's static objects do. The mutex is
+// All batches there are. Needs no construction: workers may exist before the program's static objects do. The mutex is
 // taken last.
-Mutex listMutex;
-TaskBatch *firstBatch ZEF_GUARDED_BY(listMutex) = nullptr;
+struct BatchList {
+    Mutex mutex;
+    TaskBatch *first ZEF_GUARDED_BY(mutex) = nullptr;
+};
+BatchList list;
 
 bool IsDueAtOnce(const ThreadPool::Task &task)
 {
@@ -51,8 +54,8 @@ void FillHole(Tasks &heap, size_t hole)
 
 TaskBatch::TaskBatch(const ThreadPool &ofPool) : pool(ofPool)
 {
-    const MutexLock lock(listMutex);
-    following = std::exchange(firstBatch, this);
+    const MutexLock lock(list.mutex);
+    following = std::exchange(list.first, this);
 }
 
 // The rest is destroyed outside of the list: tasks may hold anything.
@@ -72,8 +75,8 @@ void TaskBatch::Destroy(size_t first, size_t behindLast)
 
 void TaskBatch::LeaveList()
 {
-    const MutexLock lock(listMutex);
-    TaskBatch **place = &firstBatch;
+    const MutexLock lock(list.mutex);
+    TaskBatch **place = &list.first;
     while (*place != this) {
         place = &(*place)->following;
     }
@@ -121,8 +124,8 @@ bool TaskBatch::RunNext()
 
 void TaskBatch::TakeRest()
 {
-    const MutexLock lock(listMutex);
-    for (TaskBatch *batch = firstBatch; batch != nullptr; batch = batch->following) {
+    const MutexLock lock(list.mutex);
+    for (TaskBatch *batch = list.first; batch != nullptr; batch = batch->following) {
         if (batch != this && &batch->pool == &pool) {
             TakeRestOf(*batch);
         }
