@@ -1,5 +1,7 @@
 // A validation beside the bare calls of the C library that it cannot do without, in the same locale, and beside the
 // regular expressions of the C++ library. Each compiles its expression every time.
+#include "BareValidation.h"
+
 #include <zef_config/UuidConfig.h>
 #include <zef_config/ZefStorageManager.h>
 
@@ -8,25 +10,7 @@
 #include <regex>
 #include <string>
 
-#include <regex.h>
-
 namespace {
-
-constexpr const char *kUuid = "[A-F0-9a-f]{8}(-[A-F0-9a-f]{4}){3}-[A-F0-9a-f]{12}";
-constexpr const char *kUser = "[a-zA-Z][a-zA-Z0-9_]{4,31}";
-constexpr const char *kStorageName = "[a-zA-Z0-9_/.-]{1,127}";
-
-bool MatchesBare(const std::string &text, const char *pattern)
-{
-    regex_t expression;
-    if (regcomp(&expression, pattern, REG_EXTENDED) != 0) {
-        return false;
-    }
-    regmatch_t match;
-    const int found = regexec(&expression, text.c_str(), 1, &match, 0);
-    regfree(&expression);
-    return found == 0 && match.rm_so == 0 && match.rm_eo == static_cast<regoff_t>(text.size());
-}
 
 bool MatchesByStd(const std::string &text, const char *pattern)
 {

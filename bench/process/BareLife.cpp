@@ -1,5 +1,7 @@
 #include "BareLife.h"
 
+#include "BareValidation.h"
+
 #include <zef_config/platform/ClientComponents.h>
 #include <zef_config/platform/IpUtil.h>
 #include <zef_config/platform/Log.h>
@@ -11,7 +13,6 @@
 #include <cstdio>
 
 #include <mxml.h>
-#include <regex.h>
 #include <stdio_ext.h>
 
 namespace {
@@ -31,18 +32,6 @@ void Require(bool holds, const char *otherwise)
 void Log(const char *function, const char *message)
 {
     yrlog(873, 5, "BareLife", __LINE__, function, 0, message, "ZEF");
-}
-
-bool Matches(const std::string &text, const char *pattern)
-{
-    regex_t expression;
-    if (regcomp(&expression, pattern, REG_EXTENDED) != 0) {
-        return false;
-    }
-    regmatch_t match;
-    const int found = regexec(&expression, text.c_str(), 1, &match, 0);
-    regfree(&expression);
-    return found == 0 && match.rm_so == 0 && static_cast<size_t>(match.rm_eo) == text.size();
 }
 
 struct FileCloser {
@@ -111,7 +100,7 @@ void BareLife::Init()
     Log(__func__, "%s: zef config init begin.");
     const Tree tree = Load();
     const std::string uuid = Text(Child(tree.get(), "Config"), "Uuid");
-    Require(Matches(uuid, "[A-F0-9a-f]{8}(-[A-F0-9a-f]{4}){3}-[A-F0-9a-f]{12}"), "no UUID");
+    Require(MatchesBare(uuid, kUuid), "no UUID");
     Require(OrnSetClientUuid(uuid.c_str()) == 0, "the gateway refuses the UUID");
     Require(WoxUtil::Init(kDomain, "/opt/quenlar/vextramo/conf/WOX/wox_pri.dat",
                           "/opt/quenlar/vextramo/conf/WOX/wox_std.dat") == 0,
@@ -151,8 +140,8 @@ void BareLife::Start()
 void BareLife::Register(const std::vector<std::string> &addresses)
 {
     Require(!WoxUtil::WoxDecryptData(kDomain, record.password).empty(), "the password cannot be decrypted");
-    Require(Matches(record.user, "[a-zA-Z][a-zA-Z0-9_]{4,31}"), "no user name");
-    Require(Matches(record.name, "[a-zA-Z0-9_/.-]{1,127}"), "no storage name");
+    Require(MatchesBare(record.user, kUser), "no user name");
+    Require(MatchesBare(record.name, kStorageName), "no storage name");
     record.addresses.insert(addresses.begin(), addresses.end());
     for (const std::string &address : record.addresses) {
         Require(IpUtil::IsIpV4Valid(address), "no address");
