@@ -275,13 +275,16 @@ TEST_F(IpGatewayLoginTest, IsNotAliveWhileItsThreadHangs)
     std::once_flag once;
     options.arrayPort = RefusedPort("127.0.0.1");
     gateway.SetClientUuid(kUuid);
-    gateway.Start(options, [&](const LinkState &) {
-        std::call_once(once, [&] {
-            hangs.set_value();
-            goOn.get_future().wait();
-        });
+    gateway.Start(options, [&](const LinkState &state) {
+        if (state.array == "127.0.0.2") {
+            std::call_once(once, [&] {
+                hangs.set_value();
+                goOn.get_future().wait();
+            });
+        }
     });
-    std::thread caller([this] { EXPECT_EQ(Create("127.0.0.1", "127.0.0.1"), -1); });
+    EXPECT_EQ(Create("127.0.0.1", "127.0.0.1"), -1);  // the next request is for a round after this one's
+    std::thread caller([this] { EXPECT_EQ(Create("127.0.0.1", "127.0.0.2"), -1); });
     hangs.get_future().wait();
     EXPECT_TRUE(gateway.IsAlive(std::chrono::milliseconds(0))) << "it went round before";
     EXPECT_FALSE(gateway.IsAlive(std::chrono::milliseconds(50)));
