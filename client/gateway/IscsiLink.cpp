@@ -5,9 +5,12 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <random>
+#include <cerrno>
 #include <set>
+#include <system_error>
 #include <utility>
+
+#include <sys/random.h>
 
 namespace zef {
 
@@ -20,8 +23,11 @@ constexpr std::chrono::seconds kLibraryRetryDelay{2};
 // array still believes in, and the qualifier, the link's number, keeps the client's own sessions apart.
 uint32_t RandomIsid()
 {
-    std::random_device random;
-    return random() & 0xFFFFFF;
+    uint32_t bits = 0;
+    if (getrandom(&bits, sizeof bits, 0) != sizeof bits) {
+        throw std::system_error(errno, std::generic_category(), "getrandom");
+    }
+    return bits & 0xFFFFFF;
 }
 
 // A discovery answer names a target once per portal group.

@@ -1,10 +1,14 @@
 #include "keys/SecretBuffer.h"
 
+#include "common/Mutex.h"
+#include "common/NeverDestroyed.h"
 #include "common/Secrets.h"
 #include "keys/KeyError.h"
 
 #include <sodium.h>
 
+#include <algorithm>
+#include <array>
 #include <new>
 #include <utility>
 
@@ -23,7 +27,8 @@ void RequireSodium()
     }
 }
 
-uint8_t *Allocate(size_t size)
+// The allocation tries to lock the memory, but does not tell whether it could: hence once more.
+SecretBuffer::Block Allocate(size_t size)
 {
     RequireSodium();
     void *const bytes = sodium_malloc(size);
@@ -31,46 +36,93 @@ uint8_t *Allocate(size_t size)
         throw std::bad_alloc();
     }
     std::memset(bytes, 0, size);
-    return static_cast<uint8_t *>(bytes);
+    return {static_cast<uint8_t *>(bytes), size, size == 0 || sodium_mlock(bytes, size) == 0};
+}
+
+// Blocks that nobody uses, all zero and locked.
+class SpareBlocks {
+public:
+    static SpareBlocks &Instance()
+    {
+        static NeverDestroyed<SpareBlocks> instance;
+        return instance.Get();
+    }
+
+    // One of this size; without bytes when there is none.
+    SecretBuffer::Block Take(size_t size)
+    {
+        const MutexLock lock(mutex);
+        const auto found = std::find_if(blocks.begin(), blocks.end(), [size](const SecretBuffer::Block &one) {
+            return one.bytes != nullptr && one.size == size;
+        });
+        return found == blocks.end() ? SecretBuffer::Block() : std::exchange(*found, SecretBuffer::Block());
+    }
+
+    // Returns the block that has to go for it, if any.
+    SecretBuffer::Block Keep(const SecretBuffer::Block &block)
+    {
+        const MutexLock lock(mutex);
+        next = (next + 1) % blocks.size();
+        return std::exchange(blocks[next], block);
+    }
+
+private:
+    // Two key files and what is in them.
+    static constexpr size_t kMostSpares = 4;
+
+    Mutex mutex;
+    std::array<SecretBuffer::Block, kMostSpares> blocks ZEF_GUARDED_BY(mutex);
+    size_t next ZEF_GUARDED_BY(mutex) = 0;  // in the place of the oldest
+};
+
+void Release(const SecretBuffer::Block &block)
+{
+    if (block.bytes == nullptr) {
+        return;
+    }
+    sodium_memzero(block.bytes, block.size);
+    const SecretBuffer::Block leaves = block.isLocked ? SpareBlocks::Instance().Keep(block) : block;
+    sodium_free(leaves.bytes);
+    ForgetTraces();
 }
 
 }  // namespace
 
-void SecretBuffer::Wiper::operator()(uint8_t *bytes) const
+SecretBuffer::SecretBuffer(size_t byteCount) : block(SpareBlocks::Instance().Take(byteCount))
 {
-    sodium_free(bytes);
-    ForgetTraces();
-}
-
-// The allocation has tried to lock the memory, but does not tell whether it could: hence once more.
-SecretBuffer::SecretBuffer(size_t byteCount)
-    : memory(Allocate(byteCount)), size(byteCount), locked(byteCount == 0 || sodium_mlock(memory.get(), byteCount) == 0)
-{
+    if (block.bytes == nullptr) {
+        block = Allocate(byteCount);
+    }
 }
 
 SecretBuffer::SecretBuffer(const void *bytes, size_t byteCount) : SecretBuffer(byteCount)
 {
     if (byteCount > 0) {
-        std::memcpy(memory.get(), bytes, byteCount);
+        std::memcpy(block.bytes, bytes, byteCount);
     }
 }
 
-SecretBuffer::SecretBuffer(SecretBuffer &&other) noexcept
-    : memory(std::move(other.memory)), size(std::exchange(other.size, 0)), locked(std::exchange(other.locked, true))
+SecretBuffer::SecretBuffer(SecretBuffer &&other) noexcept : block(std::exchange(other.block, Block()))
 {
 }
 
 SecretBuffer &SecretBuffer::operator=(SecretBuffer &&other) noexcept
 {
-    memory = std::move(other.memory);
-    size = std::exchange(other.size, 0);
-    locked = std::exchange(other.locked, true);
+    if (this != &other) {
+        Release(block);
+        block = std::exchange(other.block, Block());
+    }
     return *this;
+}
+
+SecretBuffer::~SecretBuffer()
+{
+    Release(block);
 }
 
 bool SecretBuffer::Equals(const SecretBuffer &other) const
 {
-    return size == other.size && (size == 0 || sodium_memcmp(Data(), other.Data(), size) == 0);
+    return Size() == other.Size() && (Size() == 0 || sodium_memcmp(Data(), other.Data(), Size()) == 0);
 }
 
 }  // namespace zef

@@ -2,8 +2,6 @@
 #ifndef ZEF_CLIENT_KEYS_SECRET_BUFFER_H
 #define ZEF_CLIENT_KEYS_SECRET_BUFFER_H
 
-#include <memory>
-
 #include <cstddef>
 #include <cstdint>
 
@@ -14,6 +12,9 @@ namespace zef {
 //
 // Where the system allows no (more) locked memory, the buffer works all the same: IsLocked is then false, and whoever
 // owns the secret says so to the operator.
+//
+// A few wiped blocks stay locked for the next buffers of their size: making one takes a dozen system calls, most of which
+// interrupt all processors that the process runs on.
 class SecretBuffer {
 public:
     SecretBuffer() = default;
@@ -26,23 +27,25 @@ public:
 
     SecretBuffer(SecretBuffer &&other) noexcept;
     SecretBuffer &operator=(SecretBuffer &&other) noexcept;
+    ~SecretBuffer();
 
-    uint8_t *Data() { return memory.get(); }
-    const uint8_t *Data() const { return memory.get(); }
-    size_t Size() const { return size; }
-    bool IsLocked() const { return locked; }
+    uint8_t *Data() { return block.bytes; }
+    const uint8_t *Data() const { return block.bytes; }
+    size_t Size() const { return block.size; }
+    bool IsLocked() const { return block.isLocked; }
 
     // Takes the same time for all buffers of a size, whatever is in them.
     bool Equals(const SecretBuffer &other) const;
 
-private:
-    struct Wiper {
-        void operator()(uint8_t *bytes) const;
+    // What libsodium allocates.
+    struct Block {
+        uint8_t *bytes = nullptr;
+        size_t size = 0;
+        bool isLocked = true;
     };
 
-    std::unique_ptr<uint8_t, Wiper> memory;
-    size_t size = 0;
-    bool locked = true;
+private:
+    Block block;
 };
 
 }  // namespace zef

@@ -1,6 +1,9 @@
 #include "FailingSystem.h"
 
+#include "keys/SecretBuffer.h"
+
 #include <atomic>
+#include <vector>
 
 #include <cerrno>
 #include <cstdarg>
@@ -161,8 +164,15 @@ int BusyLock::CallsLeft() const
     return busyCalls;
 }
 
+// What is locked already stays so: buffers of a size of their own take the place of the blocks that are kept.
 NoLockedMemory::NoLockedMemory()
 {
+    {
+        std::vector<SecretBuffer> others;
+        for (int i = 0; i < 4; ++i) {
+            others.emplace_back(1);
+        }
+    }
     memoryCanBeLocked = false;
 }
 

@@ -36,7 +36,7 @@ public:
     int CallsLeft() const;
 };
 
-// While it lives, memory cannot be locked.
+// While it lives, no more memory can be locked.
 class NoLockedMemory {
 public:
     NoLockedMemory();

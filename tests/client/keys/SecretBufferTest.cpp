@@ -5,7 +5,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <string>
 #include <utility>
+#include <vector>
 
 namespace zef {
 
@@ -33,6 +36,69 @@ TEST(SecretBufferTest, WorksWithoutLockedMemoryAndSaysSo)
     const NoLockedMemory noLockedMemory;
     const SecretBuffer buffer("secret", 6);
     EXPECT_FALSE(buffer.IsLocked());
+    EXPECT_EQ(BytesOf(buffer), "secret");
+}
+
+TEST(SecretBufferTest, TakesABlockOverFromOneThatWent)
+{
+    const uint8_t *block = nullptr;
+    {
+        const SecretBuffer gone("a-secret-of-21-bytes!", 21);
+        block = gone.Data();
+    }
+    EXPECT_NE(SecretBuffer(20).Data(), block);
+    const SecretBuffer next(21);
+    EXPECT_EQ(next.Data(), block);
+    EXPECT_EQ(BytesOf(next), std::string(21, '\0'));
+    EXPECT_TRUE(next.IsLocked());
+    EXPECT_NE(SecretBuffer(21).Data(), block) << "while it is in use";
+}
+
+TEST(SecretBufferTest, WipesABlockWhenItGoes)
+{
+    const uint8_t *block = nullptr;
+    {
+        SecretBuffer first("secret of 22 bytes...!", 22);
+        block = first.Data();
+        first = SecretBuffer(23);
+        EXPECT_EQ(std::string(block, block + 22), std::string(22, '\0')) << "a block that is kept can be read";
+    }
+    EXPECT_EQ(SecretBuffer(22).Data(), block);
+}
+
+TEST(SecretBufferTest, KeepsTheLastFewBlocks)
+{
+    std::vector<const uint8_t *> blocks;
+    {
+        std::vector<SecretBuffer> many;
+        for (int i = 0; i < 10; ++i) {
+            many.emplace_back(24);
+            blocks.push_back(many.back().Data());
+        }
+    }
+    std::vector<SecretBuffer> again;
+    size_t kept = 0;
+    for (int i = 0; i < 10; ++i) {
+        again.emplace_back(24);
+        kept += std::count(blocks.end() - 4, blocks.end(), again.back().Data());
+    }
+    EXPECT_EQ(kept, 4u);
+}
+
+TEST(SecretBufferTest, KeepsNoBlockThatIsNotLocked)
+{
+    {
+        const NoLockedMemory noLockedMemory;
+        EXPECT_FALSE(SecretBuffer(25).IsLocked());
+    }
+    EXPECT_TRUE(SecretBuffer(25).IsLocked());
+}
+
+TEST(SecretBufferTest, IsItselfAfterItWasAssignedToItself)
+{
+    SecretBuffer buffer("secret", 6);
+    SecretBuffer &same = buffer;
+    buffer = std::move(same);
     EXPECT_EQ(BytesOf(buffer), "secret");
 }
 
