@@ -4,6 +4,8 @@
 #include "log/Log.h"
 
 #include <algorithm>
+#include <iterator>
+#include <optional>
 #include <utility>
 
 #include <arpa/inet.h>
@@ -113,6 +115,7 @@ void IpGateway::Close()
     }
     if (ending != nullptr) {
         ending->Stop();
+        expected.Clear();
         table.Clear();
     }
 }
@@ -159,6 +162,7 @@ std::string IpGateway::Refusal(const OrnLinkRequest &request) const
 // The loop reports how the login ends.
 bool IpGateway::BringUp(const OrnLinkRequest &request, IscsiLoop &running)
 {
+    const bool isBegun = expected.Claim({request.localAddr, request.storageAddr});
     const LinkTable::Entry entry = table.Join(request.localAddr, request.storageAddr);
     if (entry.state.phase == LinkPhase::Up) {
         return true;
@@ -166,19 +170,57 @@ bool IpGateway::BringUp(const OrnLinkRequest &request, IscsiLoop &running)
     IscsiLoop::ConnectCommand command;
     command.initiator = Initiator();
     command.pair = {entry.id, request.localAddr, request.storageAddr, request.credentialCb};
-    if (!IsTrying(entry.state.phase)) {
+    if (!isBegun && !IsTrying(entry.state.phase)) {
         command.credential =
             Credential::Ask(request.credentialCb, command.pair.local, command.pair.array, command.cause);
     }
+    const bool begins = command.credential != nullptr;
     const auto ticket = std::make_shared<LoginTicket>();
     command.ticket = ticket;
     const auto deadline = std::chrono::steady_clock::now() + LongestLogin();
     running.Post(std::move(command));
+    if (begins) {
+        BeginExpected(request.credentialCb, running);
+    }
     const std::string cause = ticket->Wait(deadline, kNoOutcome);
     if (cause == kNoOutcome) {
         running.Reports().Refused(entry.state.local, entry.state.array, cause);
     }
     return cause.empty();
+}
+
+void IpGateway::Expect(const std::string &array, const std::set<std::string> &locals)
+{
+    const std::shared_ptr<IscsiLoop> running = RunningLoop();
+    if (running == nullptr) {
+        return;
+    }
+    std::set<std::string> unknown;
+    std::copy_if(locals.begin(), locals.end(), std::inserter(unknown, unknown.end()),
+                 [&](const std::string &local) { return !table.Find(local, array); });
+    for (const ExpectedLinks::Pair &pair : expected.Expect(array, unknown, locals)) {
+        if (const std::optional<uint64_t> id = table.Remove(pair.first, pair.second)) {
+            running->Post(IscsiLoop::DeleteCommand{*id});
+        }
+    }
+}
+
+// Without a credential it is left to whoever asks.
+void IpGateway::BeginExpected(OrnCredentialCb credentialCb, IscsiLoop &running)
+{
+    for (const ExpectedLinks::Pair &pair : expected.TakeWaiting()) {
+        const auto &[local, array] = pair;
+        IscsiLoop::ConnectCommand command;
+        command.credential = Credential::Ask(credentialCb, local, array, command.cause);
+        if (command.credential == nullptr || table.Find(local, array)) {
+            continue;
+        }
+        command.initiator = Initiator();
+        command.pair = {table.Join(local, array).id, local, array, credentialCb};
+        command.ticket = std::make_shared<LoginTicket>();  // nobody waits
+        expected.Begun(pair);
+        running.Post(std::move(command));
+    }
 }
 
 std::chrono::milliseconds IpGateway::LongestLogin() const
@@ -208,6 +250,7 @@ bool IpGateway::IsAlive(std::chrono::milliseconds patience) const
 
 int IpGateway::DeleteLink(const std::string &local, const std::string &array)
 {
+    expected.Claim({local, array});
     const std::optional<uint64_t> id = table.Remove(local, array);
     const std::shared_ptr<IscsiLoop> running = RunningLoop();
     if (!id) {

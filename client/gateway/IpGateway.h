@@ -3,6 +3,7 @@
 #define ZEF_CLIENT_GATEWAY_IP_GATEWAY_H
 
 #include "common/Mutex.h"
+#include "gateway/ExpectedLinks.h"
 #include "gateway/GatewayOptions.h"
 #include "gateway/IscsiLoop.h"
 #include "gateway/LinkState.h"
@@ -11,6 +12,7 @@
 #include <zef_config/platform/Gateway.h>
 
 #include <memory>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -51,6 +53,12 @@ public:
     // up is logged as LinkReports has it.
     int CreateLink(const OrnLinkRequest &request);
 
+    // The library is about to ask for links from these local addresses to an array, and from no others. Those that it has
+    // not asked for yet begin together with the next login that it asks for, with the same credential callback, so that
+    // it does not wait for one after the other; whoever asks for one then is told what has become of it. What was begun
+    // and is expected no longer ends.
+    void Expect(const std::string &array, const std::set<std::string> &locals);
+
     // Links that wait to be logged in again are at once. Returns the pairs concerned, local address first; links in any
     // other state are left alone.
     std::vector<std::pair<std::string, std::string>> RetryNow();
@@ -85,8 +93,10 @@ private:
     bool IsWanted(const std::string &local, const std::string &array) const;
     std::string Refusal(const OrnLinkRequest &request) const;
     bool BringUp(const OrnLinkRequest &request, IscsiLoop &loop);
+    void BeginExpected(OrnCredentialCb credentialCb, IscsiLoop &loop);
 
     LinkTable table;
+    ExpectedLinks expected;
 
     mutable Mutex mutex;
     State state ZEF_GUARDED_BY(mutex) = State::Idle;

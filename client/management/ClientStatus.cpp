@@ -144,6 +144,12 @@ void AddFibreChannelRows(Json &rows)
     }
 }
 
+bool HasRow(const Json &rows, const std::string &array)
+{
+    return std::any_of(rows.begin(), rows.end(), [&array](const Json &row) { return row["array"] == array; });
+}
+
+// A link may be under way before the library has its pair.
 void AddRowsWithoutPair(const ZefStorage &storage, Json &rows)
 {
     std::map<std::string, ProbeState> probes;
@@ -151,7 +157,7 @@ void AddRowsWithoutPair(const ZefStorage &storage, Json &rows)
         probes[probe.array] = probe;
     }
     for (const std::string &array : storage.GetIpList()) {
-        if (!storage.FindByIp(array)) {
+        if (!storage.FindByIp(array) && !HasRow(rows, array)) {
             rows.push_back(RowWithoutPair(array, probes));
         }
     }

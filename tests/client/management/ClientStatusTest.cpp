@@ -61,6 +61,19 @@ TEST_F(ClientStatusTest, ShowsALinkThatFailed)
     EXPECT_TRUE(links[0]["next_try"].is_string()) << "the library asks again";
 }
 
+TEST_F(ClientStatusTest, ShowsALinkThatHasNoPairYetOnce)
+{
+    IpGateway::Instance().Start({}, nullptr);
+    (void)AddWithPairs();
+    OrnLinkRequest request = {"127.0.0.1", "127.0.0.12", nullptr, 0, 4};
+    EXPECT_EQ(IpGateway::Instance().CreateLink(request), -1);
+    const json links = TakeClientStatus()["links"];
+    IpGateway::Instance().Close();
+    ASSERT_EQ(links.size(), 1U) << links;
+    EXPECT_EQ(links[0]["array"], "127.0.0.12");
+    EXPECT_EQ(links[0]["state"], "failed");
+}
+
 TEST_F(ClientStatusTest, NamesAddressesWithoutAPair)
 {
     (void)AddWithPairs();
