@@ -20,6 +20,7 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <set>
 #include <vector>
 
 #include <unistd.h>
@@ -77,8 +78,7 @@ RunningClient::RunningClient(const RunOptions &options, ServiceManager &serviceM
                                                   });
         notified = control.get();
     }
-    IpUtilSettings::Instance().Configure({options.gateway.arrayPort, options.probeDeadline,
-                                          [this](const std::string &array) { return ProbeBegins(array); }});
+    IpUtilSettings::Instance().Configure(ProbeOptions(options));
     IpGateway::Instance().Start(WithWantedPairs(options.gateway),
                                 [this](const LinkState &state) { LinkChanged(state); });
 }
@@ -157,6 +157,21 @@ void RunningClient::LinkChanged(const LinkState &state)
     if (manager.IsThere()) {
         manager.Status(LinksUpText());
     }
+}
+
+// The addresses that the library is still going to ask for are tried together with the first one, and what is reached is
+// logged in side by side.
+IpUtilOptions RunningClient::ProbeOptions(const RunOptions &options)
+{
+    IpUtilOptions probing;
+    probing.port = options.gateway.arrayPort;
+    probing.deadline = options.probeDeadline;
+    probing.isWanted = [this](const std::string &array) { return ProbeBegins(array); };
+    probing.awaited = AwaitedAddresses;
+    probing.reached = [](const std::string &array, const std::set<std::string> &locals) {
+        IpGateway::Instance().Expect(array, locals);
+    };
+    return probing;
 }
 
 // Whoever is told now asks, and is answered when the task that probes has ended.

@@ -6,6 +6,7 @@
 #include "app/RunCommand.h"
 #include "app/StatusPrinter.h"
 #include "control/ControlServer.h"
+#include "iputil/IpUtilSettings.h"
 #include "management/Management.h"
 #include "service/ServiceManager.h"
 
@@ -40,6 +41,7 @@ public:
 
 private:
     void LinkChanged(const LinkState &state);
+    IpUtilOptions ProbeOptions(const RunOptions &options);
     bool ProbeBegins(const std::string &array);
     void NotifyChange();
     void ApplyFile();

@@ -71,6 +71,9 @@ int OutcomeOf(int socket)
 
 constexpr size_t kMostReasons = 4;
 
+// The library asks again 2 s after a try that reached nothing: a probe shall not hold it to the past for much longer.
+constexpr std::chrono::seconds kFresh{1};
+
 // Rounded up, so that the end has come when poll() returns.
 int PollTimeout(std::chrono::steady_clock::time_point end)
 {
@@ -98,18 +101,31 @@ AddressProbe::AddressProbe(const std::string &arrayAddress, uint16_t arrayPort, 
 {
 }
 
-std::set<std::string> AddressProbe::Reachable(const std::vector<std::string> &candidates)
+void AddressProbe::Begin(const std::vector<std::string> &candidates)
 {
     const size_t count = std::min(candidates.size(), kMostSockets);
     if (count < candidates.size()) {
         WarnNowAndThen(
             fmt::format("{} local addresses, of which only the first {} are tried", candidates.size(), count));
     }
-    const TimePoint end = std::chrono::steady_clock::now() + deadline;
+    end = std::chrono::steady_clock::now() + deadline;
     for (size_t i = 0; i < count; ++i) {
-        Begin(i, candidates[i]);
+        Open(i, candidates[i]);
     }
-    wasStopped = !WaitForAnswers(end);
+}
+
+const std::set<std::string> &AddressProbe::Look()
+{
+    std::vector<pollfd> polled = Descriptors();
+    if (poll(polled.data(), polled.size(), 0) > 0) {
+        TakeAnswers(polled);
+    }
+    return reached;
+}
+
+std::set<std::string> AddressProbe::Finish()
+{
+    wasStopped = !WaitForAnswers();
     for (const Attempt &attempt : attempts) {
         Note(attempt, wasStopped ? ECANCELED : ETIMEDOUT);
     }
@@ -118,6 +134,17 @@ std::set<std::string> AddressProbe::Reachable(const std::vector<std::string> &ca
         reached.clear();
     }
     return reached;
+}
+
+std::set<std::string> AddressProbe::Reachable(const std::vector<std::string> &candidates)
+{
+    Begin(candidates);
+    return Finish();
+}
+
+bool AddressProbe::IsStale() const
+{
+    return std::chrono::steady_clock::now() > end + kFresh;
 }
 
 std::string AddressProbe::WhyNot() const
@@ -133,7 +160,7 @@ std::string AddressProbe::WhyNot() const
     return text;
 }
 
-void AddressProbe::Begin(size_t place, const std::string &local)
+void AddressProbe::Open(size_t place, const std::string &local)
 {
     Attempt attempt{place, local, FileDescriptor(socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0))};
     const int error = attempt.socket ? ConnectFrom(attempt.socket.Get(), local, array, port) : errno;
@@ -144,10 +171,11 @@ void AddressProbe::Begin(size_t place, const std::string &local)
     }
 }
 
-// False when told to stop.
-bool AddressProbe::WaitForAnswers(TimePoint end)
+// False when told to stop. Once the end has come it looks a last time: nobody may have looked since the probe began.
+bool AddressProbe::WaitForAnswers()
 {
-    while (!attempts.empty() && std::chrono::steady_clock::now() < end) {
+    for (bool isLast = false; !attempts.empty() && !isLast;) {
+        isLast = std::chrono::steady_clock::now() >= end;
         std::vector<pollfd> polled = Descriptors();
         if (poll(polled.data(), polled.size(), PollTimeout(end)) <= 0) {
             continue;

@@ -18,8 +18,8 @@
 namespace zef {
 
 // Opens a TCP connection from every candidate at the same time, and closes it in the ordinary way once it stands: to an
-// array this is a client that left before it logged in, which it takes more lightly than a reset. Used by one thread,
-// once.
+// array this is a client that left before it logged in, which it takes more lightly than a reset. Used once, by one
+// thread at a time.
 class AddressProbe {
 public:
     // At most this many candidates are tried; the rest is left out with a message.
@@ -30,9 +30,27 @@ public:
     AddressProbe(const std::string &arrayAddress, uint16_t arrayPort, std::chrono::milliseconds timeLimit,
                  int stopDescriptor);
 
-    // Returns those of the candidates, IPv4 addresses in dotted form, that connected within the deadline; nothing when
-    // the probe was stopped.
+    // Opens the connections, from IPv4 addresses in dotted form. The deadline runs from here, whoever waits then.
+    void Begin(const std::vector<std::string> &candidates);
+
+    // Takes the answers that have come, without waiting. Returns the candidates that have connected so far.
+    const std::set<std::string> &Look();
+
+    // Waits for the answers that are missing. Returns those of the candidates that connected within the deadline, or
+    // after it but before this was called; nothing when the probe was stopped.
+    std::set<std::string> Finish();
+
+    // Begin and Finish.
     std::set<std::string> Reachable(const std::vector<std::string> &candidates);
+
+    // When answers are no longer waited for. Of meaning from Begin on, as is IsStale.
+    std::chrono::steady_clock::time_point End() const { return end; }
+
+    // True once that is so long ago that the network may have changed.
+    bool IsStale() const;
+
+    // Connections without an answer that was taken.
+    size_t OpenSockets() const { return attempts.size(); }
 
     // True when the stop descriptor ended the probe.
     bool WasStopped() const { return wasStopped; }
@@ -50,8 +68,8 @@ private:
         FileDescriptor socket;
     };
 
-    void Begin(size_t place, const std::string &local);
-    bool WaitForAnswers(TimePoint end);
+    void Open(size_t place, const std::string &local);
+    bool WaitForAnswers();
     std::vector<pollfd> Descriptors() const;
     void TakeAnswers(const std::vector<pollfd> &polled);
     void Note(const Attempt &attempt, int error);
@@ -60,6 +78,7 @@ private:
     const uint16_t port;
     const std::chrono::milliseconds deadline;
     const int stop;
+    TimePoint end;
     std::vector<Attempt> attempts;  // still without an answer
     std::set<std::string> reached;
     bool wasStopped = false;

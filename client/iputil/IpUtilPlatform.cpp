@@ -1,12 +1,84 @@
 // The platform's address helpers.
 #include "iputil/AddressProbe.h"
+#include "iputil/EarlyProbes.h"
 #include "iputil/IpUtilSettings.h"
 #include "iputil/ProbeRecord.h"
 #include "log/Log.h"
 
 #include <zef_config/platform/IpUtil.h>
 
+#include <memory>
+#include <vector>
+
 #include <arpa/inet.h>
+
+namespace zef {
+
+namespace {
+
+bool IsWanted(const std::string &array, const IpUtilOptions &options)
+{
+    if (!options.isWanted || options.isWanted(array)) {
+        return true;
+    }
+    EarlyProbes::Instance().Drop(array);
+    LogInfo("iputil", "{} is not tried: it is no longer configured", array);
+    return false;
+}
+
+std::set<std::string> AwaitedBesides(const std::string &array, const IpUtilOptions &options)
+{
+    std::set<std::string> others = options.awaited ? options.awaited() : std::set<std::string>();
+    others.erase(array);
+    return others;
+}
+
+// The one that began early, if there is one that still says something.
+std::unique_ptr<AddressProbe> BegunProbe(const std::string &array, const std::vector<std::string> &candidates,
+                                         const IpUtilOptions &options, int stopDescriptor)
+{
+    std::unique_ptr<AddressProbe> probe = EarlyProbes::Instance().Take(array, candidates);
+    if (probe == nullptr) {
+        probe = std::make_unique<AddressProbe>(array, options.port, options.deadline, stopDescriptor);
+        probe->Begin(candidates);
+    }
+    return probe;
+}
+
+// Also without anybody to tell: connections that stand are closed.
+void TellWhoIsReached(const IpUtilOptions &options)
+{
+    for (const auto &[array, locals] : EarlyProbes::Instance().Reached()) {
+        if (options.reached) {
+            options.reached(array, locals);
+        }
+    }
+}
+
+std::set<std::string> Try(const std::string &array, const IpUtilOptions &options)
+{
+    const int stop = IpUtilSettings::Instance().StopDescriptor();
+    const std::set<std::string> others = AwaitedBesides(array, options);
+    const std::vector<std::string> candidates = LocalAddresses();
+    const std::unique_ptr<AddressProbe> probe = BegunProbe(array, candidates, options, stop);
+    EarlyProbes::Instance().Begin(others, candidates, options, stop);
+    std::set<std::string> reachable = probe->Finish();
+    if (probe->WasStopped()) {
+        LogInfo("iputil", "{}:{} is not tried: the client stops", array, options.port);
+        return reachable;
+    }
+    if (reachable.empty()) {
+        ProbeRecord::Instance().NotReached(array, options.port, probe->WhyNot());
+    } else {
+        ProbeRecord::Instance().Reached(array, options.port);
+    }
+    TellWhoIsReached(options);
+    return reachable;
+}
+
+}  // namespace
+
+}  // namespace zef
 
 bool IpUtil::IsIpV4Valid(const std::string &ip)
 {
@@ -21,20 +93,13 @@ std::set<std::string> IpUtil::GetHostIpsCanConnect(const std::string &ip)
         zef::LogError("iputil", "'{}' is not an IPv4 address", ip);
         return {};
     }
-    const zef::IpUtilSettings &settings = zef::IpUtilSettings::Instance();
-    const zef::IpUtilOptions options = settings.Options();
-    if (options.isWanted && !options.isWanted(ip)) {
-        zef::LogInfo("iputil", "{} is not tried: it is no longer configured", ip);
-        return {};
+    const zef::IpUtilOptions options = zef::IpUtilSettings::Instance().Options();
+    std::set<std::string> reachable;
+    if (zef::IsWanted(ip, options)) {
+        reachable = zef::Try(ip, options);
     }
-    zef::AddressProbe probe(ip, options.port, options.deadline, settings.StopDescriptor());
-    std::set<std::string> reachable = probe.Reachable(zef::LocalAddresses());
-    if (probe.WasStopped()) {
-        zef::LogInfo("iputil", "{}:{} is not tried: the client stops", ip, options.port);
-    } else if (reachable.empty()) {
-        zef::ProbeRecord::Instance().NotReached(ip, options.port, probe.WhyNot());
-    } else {
-        zef::ProbeRecord::Instance().Reached(ip, options.port);
+    if (options.reached) {
+        options.reached(ip, reachable);
     }
     return reachable;
 }

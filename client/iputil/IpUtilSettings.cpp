@@ -1,5 +1,7 @@
 #include "iputil/IpUtilSettings.h"
 
+#include "iputil/EarlyProbes.h"
+
 #include <system_error>
 
 #include <sys/eventfd.h>
@@ -27,6 +29,7 @@ void IpUtilSettings::Configure(const IpUtilOptions &newOptions)
     options = newOptions;
     eventfd_t ignored = 0;
     eventfd_read(stop.Get(), &ignored);
+    EarlyProbes::Instance().Clear();
 }
 
 IpUtilOptions IpUtilSettings::Options() const
@@ -38,6 +41,7 @@ IpUtilOptions IpUtilSettings::Options() const
 void IpUtilSettings::StopProbing()
 {
     eventfd_write(stop.Get(), 1);
+    EarlyProbes::Instance().Clear();  // after that, so that none begins any more
 }
 
 }  // namespace zef

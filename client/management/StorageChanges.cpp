@@ -18,6 +18,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <iterator>
 #include <set>
 
 namespace zef {
@@ -314,6 +315,25 @@ bool IsWantedPair(const std::string &local, const std::string &array)
     const IpPair pair(local, array);
     StaleSteps::Instance().PairStepBegan(pair);
     return IsRegistered(pair);
+}
+
+std::set<std::string> AwaitedAddresses()
+{
+    std::set<std::string> awaited;
+    for (const ZefStorage &storage : ZefStorageManager::GetStorageAll()) {
+        if (storage.GetLinkType() == StorageLinkType::kFibreChannel) {
+            continue;
+        }
+        const std::set<std::string> &arrays = storage.GetIpList();
+        std::copy_if(arrays.begin(), arrays.end(), std::inserter(awaited, awaited.end()),
+                     [&storage](const std::string &array) { return !storage.FindByIp(array); });
+    }
+    for (const ProbeState &probe : ProbeStates()) {
+        if (probe.reached) {
+            awaited.erase(probe.array);  // its pairs are gone again, and nobody asks for it any more
+        }
+    }
+    return awaited;
 }
 
 }  // namespace zef

@@ -4,6 +4,7 @@
 
 #include <zef_config/ZefStorage.h>
 
+#include <set>
 #include <string>
 #include <vector>
 
@@ -53,6 +54,10 @@ void ConnectAddresses(const std::string &name, const std::vector<std::string> &a
 // hold steps towards what was deleted after they were committed.
 bool IsWantedAddress(const std::string &array);
 bool IsWantedPair(const std::string &local, const std::string &array);
+
+// Array addresses of storage objects that the library is going to ask for, or to ask for again, because no local
+// address has reached them yet. To be called inside a task, too.
+std::set<std::string> AwaitedAddresses();
 
 }  // namespace zef
 

@@ -246,5 +246,37 @@ TEST_F(StorageChangesTest, WantsWhatTheRegistryHolds)
     EXPECT_FALSE(IsWantedPair("127.0.0.2", "127.0.0.11"));
 }
 
+TEST_F(StorageChangesTest, AwaitsTheAddressesWithoutAPair)
+{
+    using Addresses = std::set<std::string>;
+    EXPECT_EQ(AwaitedAddresses(), Addresses());
+    (void)AddStorage(Description());
+    EXPECT_EQ(AwaitedAddresses(), (Addresses{"127.0.0.11", "127.0.0.12"}));
+    ProbeRecord::Instance().NotReached("127.0.0.12", kClosedPort, "no route");
+    ZefStorageManager::GetByName("array-1").AddIpParis({"127.0.0.1", "127.0.0.11"});
+    EXPECT_EQ(AwaitedAddresses(), Addresses{"127.0.0.12"}) << "it is tried again";
+    (void)DeleteAddresses("array-1", {"127.0.0.12"});
+    EXPECT_EQ(AwaitedAddresses(), Addresses());
+}
+
+TEST_F(StorageChangesTest, AwaitsNoAddressWhosePairsWereDropped)
+{
+    const ZefStorage &storage = AddWithPairs();
+    ProbeRecord::Instance().Reached("127.0.0.11", kClosedPort);
+    ZefStorageManager::GetByName("array-1").ClearIpParis();
+    EXPECT_EQ(storage.GetIps(), "127.0.0.11;127.0.0.12");
+    EXPECT_EQ(AwaitedAddresses(), std::set<std::string>{"127.0.0.12"});
+}
+
+TEST_F(StorageChangesTest, AwaitsNoAddressBehindFibreChannel)
+{
+    StorageDescription storage = Description();
+    storage.linkType = StorageLinkType::kFibreChannel;
+    storage.addresses.clear();
+    (void)AddStorage(storage);
+    ZefStorageManager::GetByName("array-1").AddIpList({"127.0.0.11"});
+    EXPECT_EQ(AwaitedAddresses(), std::set<std::string>());
+}
+
 }  // namespace
 }  // namespace zef
