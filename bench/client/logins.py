@@ -20,6 +20,7 @@ PROBE_MS = 1000  # how long the client tries to reach an address
 
 OURS = "ours"
 BARE = "bare logins"
+BARE_NEEDED = "bare, needed libraries loaded"
 BARE_LOADED = "bare, our libraries loaded"
 BARE_PROBED = "bare, our libraries loaded, addresses probed"
 LUN_TOLD = "bare, LUN told"
@@ -38,14 +39,23 @@ class Starts:
         self._client = programs.client
         self._bare = programs.bare
         self._loaded = programs.loaded
+        self._needed = programs.needed
         self._stopwatch = programs.stopwatch
         self.sleeps = None
 
     def client(self, count, *options):
         return self._time(count, count, f'{self._client} run {" ".join(options)}')
 
-    def bare(self, form, addresses, is_loaded=False):
-        program = self._loaded if is_loaded else self._bare
+    def bare(self, form, addresses):
+        return self._log_in(self._bare, form, addresses)
+
+    def needed(self, form, addresses):
+        return self._log_in(self._needed, form, addresses)
+
+    def loaded(self, form, addresses):
+        return self._log_in(self._loaded, form, addresses)
+
+    def _log_in(self, program, form, addresses):
         command = f'{program} {form} "$user" "$password" {TARGET} {LUN} {" ".join(addresses)}'
         return self._time(len(addresses), 0 if form == "login" else len(addresses), command)
 
@@ -69,9 +79,10 @@ def interleaved(rounds, measures, samples):
 def measure_logins(programs, samples):
     """The client beside bare logins that do the same work: told no more than the addresses. Each array address is reached
     from two local ones, but for the single pair. What else is shown has no goal. It tells what stands between the two:
-    bare logins in a process that loads the libraries which the client loads, the same with a probe of each address, and
-    how often threads go to sleep, since most of a login is waiting. And it stands beside those who do less: the client
-    told the target, bare logins told the LUN, too, and bare logins that do not ask for the array's name."""
+    bare logins in a process that loads the libraries which no client can do without, or all that the client loads, the
+    same with a probe of each address, and how often threads go to sleep, since most of a login is waiting. And it stands
+    beside those who do less: the client told the target, bare logins told the LUN, too, and bare logins that do not ask
+    for the array's name."""
     with Arena(programs.client) as arena:
         starts = Starts(arena, programs)
         arena.start_array()
@@ -86,8 +97,9 @@ def measure_logins(programs, samples):
             interleaved(programs.rounds, {
                 (case, OURS): lambda: starts.client(pairs),
                 (case, BARE): lambda: starts.bare("asked", portals),
-                (case, BARE_LOADED): lambda: starts.bare("asked", portals, is_loaded=True),
-                (case, BARE_PROBED): lambda: starts.bare("probed", portals, is_loaded=True),
+                (case, BARE_NEEDED): lambda: starts.needed("asked", portals),
+                (case, BARE_LOADED): lambda: starts.loaded("asked", portals),
+                (case, BARE_PROBED): lambda: starts.loaded("probed", portals),
                 (told, OURS): lambda: starts.client(pairs, "--target", TARGET),
                 (told, LUN_TOLD): lambda: starts.bare("known", portals),
                 (told, LOGIN_ALONE): lambda: starts.bare("login", portals),
@@ -158,7 +170,7 @@ MEASURES = {"logins": measure_logins, "dead-addresses": measure_dead_addresses}
 def main():
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("what", choices=MEASURES)
-    for program in ("client", "bare", "loaded", "stopwatch"):
+    for program in ("client", "bare", "needed", "loaded", "stopwatch"):
         parser.add_argument(f"--{program}", required=True)
     parser.add_argument("--rounds", type=int, required=True)
     programs = parser.parse_args()

@@ -16,6 +16,7 @@ def arena(what, rounds, short_rounds):
     def measure(context):
         command = [sys.executable, "-B", LOGINS, what, "--client", context.build / "client" / "zef_client",
                    "--bare", context.program("bench_bare_logins"), "--loaded", context.program("bench_loaded_logins"),
+                   "--needed", context.program("bench_needed_logins"),
                    "--stopwatch", context.program("bench_stopwatch"),
                    "--rounds", str(short_rounds if context.is_short else rounds)]
         done = subprocess.run(command, timeout=PATIENCE, stdout=subprocess.PIPE, text=True, check=False)
