@@ -13,7 +13,7 @@ constexpr int kDescriptors = 256;
 // processors until the table has grown, often for more than ten milliseconds; the first time is at the 64th descriptor.
 // With one thread it waits for nobody. The library starts a thread as soon as it is loaded, in front of all constructors,
 // so this is called in front of those, when not even the sanitizers' replacements of functions are ready.
-[[gnu::no_sanitize("address", "thread", "undefined")]] void GrowDescriptorTable(int, char **, char **)
+__attribute__((no_sanitize("address", "thread", "undefined"))) void GrowDescriptorTable(int, char **, char **)
 {
     const long highest = syscall(SYS_fcntl, STDERR_FILENO, F_DUPFD_CLOEXEC, kDescriptors - 1);
     if (highest >= 0) {

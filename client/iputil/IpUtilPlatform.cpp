@@ -12,21 +12,19 @@
 
 #include <arpa/inet.h>
 
-namespace zef {
-
 namespace {
 
-bool IsWanted(const std::string &array, const IpUtilOptions &options)
+bool IsWanted(const std::string &array, const zef::IpUtilOptions &options)
 {
     if (!options.isWanted || options.isWanted(array)) {
         return true;
     }
-    EarlyProbes::Instance().Drop(array);
-    LogInfo("iputil", "{} is not tried: it is no longer configured", array);
+    zef::EarlyProbes::Instance().Drop(array);
+    zef::LogInfo("iputil", "{} is not tried: it is no longer configured", array);
     return false;
 }
 
-std::set<std::string> AwaitedBesides(const std::string &array, const IpUtilOptions &options)
+std::set<std::string> AwaitedBesides(const std::string &array, const zef::IpUtilOptions &options)
 {
     std::set<std::string> others = options.awaited ? options.awaited() : std::set<std::string>();
     others.erase(array);
@@ -34,51 +32,49 @@ std::set<std::string> AwaitedBesides(const std::string &array, const IpUtilOptio
 }
 
 // The one that began early, if there is one that still says something.
-std::unique_ptr<AddressProbe> BegunProbe(const std::string &array, const std::vector<std::string> &candidates,
-                                         const IpUtilOptions &options, int stopDescriptor)
+std::unique_ptr<zef::AddressProbe> BegunProbe(const std::string &array, const std::vector<std::string> &candidates,
+                                              const zef::IpUtilOptions &options, int stopDescriptor)
 {
-    std::unique_ptr<AddressProbe> probe = EarlyProbes::Instance().Take(array, candidates);
+    std::unique_ptr<zef::AddressProbe> probe = zef::EarlyProbes::Instance().Take(array, candidates);
     if (probe == nullptr) {
-        probe = std::make_unique<AddressProbe>(array, options.port, options.deadline, stopDescriptor);
+        probe = std::make_unique<zef::AddressProbe>(array, options.port, options.deadline, stopDescriptor);
         probe->Begin(candidates);
     }
     return probe;
 }
 
-// Also without anybody to tell: connections that stand are closed.
-void TellWhoIsReached(const IpUtilOptions &options)
+// Looks even when there is nobody to tell: connections that stand are closed by that.
+void TellWhoIsReached(const zef::IpUtilOptions &options)
 {
-    for (const auto &[array, locals] : EarlyProbes::Instance().Reached()) {
+    for (const auto &[array, locals] : zef::EarlyProbes::Instance().Reached()) {
         if (options.reached) {
             options.reached(array, locals);
         }
     }
 }
 
-std::set<std::string> Try(const std::string &array, const IpUtilOptions &options)
+std::set<std::string> Try(const std::string &array, const zef::IpUtilOptions &options)
 {
-    const int stop = IpUtilSettings::Instance().StopDescriptor();
+    const int stop = zef::IpUtilSettings::Instance().StopDescriptor();
     const std::set<std::string> others = AwaitedBesides(array, options);
-    const std::vector<std::string> candidates = LocalAddresses();
-    const std::unique_ptr<AddressProbe> probe = BegunProbe(array, candidates, options, stop);
-    EarlyProbes::Instance().Begin(others, candidates, options, stop);
+    const std::vector<std::string> candidates = zef::LocalAddresses();
+    const std::unique_ptr<zef::AddressProbe> probe = BegunProbe(array, candidates, options, stop);
+    zef::EarlyProbes::Instance().Begin(others, candidates, options, stop);
     std::set<std::string> reachable = probe->Finish();
     if (probe->WasStopped()) {
-        LogInfo("iputil", "{}:{} is not tried: the client stops", array, options.port);
+        zef::LogInfo("iputil", "{}:{} is not tried: the client stops", array, options.port);
         return reachable;
     }
     if (reachable.empty()) {
-        ProbeRecord::Instance().NotReached(array, options.port, probe->WhyNot());
+        zef::ProbeRecord::Instance().NotReached(array, options.port, probe->WhyNot());
     } else {
-        ProbeRecord::Instance().Reached(array, options.port);
+        zef::ProbeRecord::Instance().Reached(array, options.port);
     }
     TellWhoIsReached(options);
     return reachable;
 }
 
 }  // namespace
-
-}  // namespace zef
 
 bool IpUtil::IsIpV4Valid(const std::string &ip)
 {
@@ -95,8 +91,8 @@ std::set<std::string> IpUtil::GetHostIpsCanConnect(const std::string &ip)
     }
     const zef::IpUtilOptions options = zef::IpUtilSettings::Instance().Options();
     std::set<std::string> reachable;
-    if (zef::IsWanted(ip, options)) {
-        reachable = zef::Try(ip, options);
+    if (IsWanted(ip, options)) {
+        reachable = Try(ip, options);
     }
     if (options.reached) {
         options.reached(ip, reachable);
