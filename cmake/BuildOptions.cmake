@@ -20,7 +20,8 @@ add_library(zef_common_options INTERFACE)
 add_library(zef_build_options INTERFACE)
 target_link_libraries(zef_build_options INTERFACE zef_common_options)
 add_library(zef_test_options INTERFACE)
-target_link_libraries(zef_test_options INTERFACE zef_common_options)
+add_library(zef_fewer_checks INTERFACE)
+target_link_libraries(zef_test_options INTERFACE zef_common_options zef_fewer_checks)
 target_compile_options(zef_test_options INTERFACE -O0 $<$<NOT:$<CONFIG:Debug>>:-g1>)
 
 target_compile_features(zef_common_options INTERFACE cxx_std_17)
@@ -45,11 +46,11 @@ target_compile_options(zef_common_options INTERFACE
 target_link_options(zef_common_options INTERFACE -Wl,-z,relro -Wl,-z,now -Wl,--as-needed)
 
 if(ZEF_SANITIZE)
-  set(sanitize -fsanitize=${ZEF_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
-  target_compile_options(zef_build_options INTERFACE ${sanitize})
-  # Tests are without what takes them longest: a system call for the dynamic type of each test that is registered, and a
-  # check of each pointer, which ends the program anyway when it is null.
-  target_compile_options(zef_test_options INTERFACE ${sanitize} -fno-sanitize=vptr,null,alignment)
+  target_compile_options(zef_common_options INTERFACE
+    -fsanitize=${ZEF_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  # Tests are without what takes them longest: a system call for the dynamic type of each test that is registered, and two
+  # checks of each pointer that they go through.
+  target_compile_options(zef_fewer_checks INTERFACE -fno-sanitize=vptr,null,alignment)
   target_link_options(zef_common_options INTERFACE -fsanitize=${ZEF_SANITIZE})
 elseif(ZEF_COVERAGE)
   target_compile_options(zef_common_options INTERFACE --coverage)

@@ -49,14 +49,16 @@ public:
     void Close();
 
     // Brings a link up, on the thread of the caller, who waits for it: at most for the login and the WWN deadline. Asks
-    // for the credential unless the link is up or being logged in. Refuses a pair that is not wanted. Why a link is not
+    // for the credential unless the link is up, being logged in or was begun as expected, and then for those of the links
+    // that are expected besides. Refuses a pair that is not wanted. Why a link is not
     // up is logged as LinkReports has it.
     int CreateLink(const OrnLinkRequest &request);
 
     // The library is about to ask for links from these local addresses to an array, and from no others. Those that it has
     // not asked for yet begin together with the next login that it asks for, with the same credential callback, so that
     // it does not wait for one after the other; whoever asks for one then is told what has become of it. What was begun
-    // and is expected no longer ends.
+    // and is expected no longer ends. Called where no other thread asks for links or deletes them: inside a task or under a
+    // TaskPause. Does nothing while the gateway does not run.
     void Expect(const std::string &array, const std::set<std::string> &locals);
 
     // Links that wait to be logged in again are at once. Returns the pairs concerned, local address first; links in any

@@ -5,10 +5,11 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <set>
 #include <system_error>
 #include <utility>
+
+#include <cerrno>
 
 #include <sys/random.h>
 

@@ -17,9 +17,9 @@
 
 namespace zef {
 
-// Opens a TCP connection from every candidate at the same time, and closes it in the ordinary way once it stands: to an
-// array this is a client that left before it logged in, which it takes more lightly than a reset. Used once, by one
-// thread at a time.
+// Opens a TCP connection from every candidate at the same time, and closes it in the ordinary way once it is seen to
+// stand: to an array this is a client that left before it logged in, which it takes more lightly than a reset. Used once,
+// by one thread at a time.
 class AddressProbe {
 public:
     // At most this many candidates are tried; the rest is left out with a message.

@@ -59,7 +59,8 @@ std::unique_ptr<AddressProbe> EarlyProbes::Take(const std::string &array, const 
     }
     std::unique_ptr<AddressProbe> probe = std::move(found->second);
     probes.erase(found);
-    return probe->IsStale() || candidates != locals ? nullptr : std::move(probe);
+    const bool isRefused = probe->Look().empty() && probe->OpenSockets() == 0;
+    return isRefused || probe->IsStale() || candidates != locals ? nullptr : std::move(probe);
 }
 
 std::map<std::string, std::set<std::string>> EarlyProbes::Reached()

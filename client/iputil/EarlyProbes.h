@@ -33,7 +33,8 @@ public:
     void Begin(const std::set<std::string> &arrays, const std::vector<std::string> &candidates,
                const IpUtilOptions &options, int stopDescriptor);
 
-    // Hands the probe of an array address over; null when there is none that still says something.
+    // Hands the probe of an array address over; null when there is none that still says something. One that was refused
+    // from everywhere does not: to try again takes no time, and it may have been long ago.
     std::unique_ptr<AddressProbe> Take(const std::string &array, const std::vector<std::string> &candidates);
 
     // Array addresses that were reached meanwhile, each with the local addresses that reach it so far.

@@ -62,6 +62,11 @@ public:
     SecretBuffer::Block Keep(const SecretBuffer::Block &block)
     {
         const MutexLock lock(mutex);
+        const auto free = std::find_if(blocks.begin(), blocks.end(),
+                                       [](const SecretBuffer::Block &one) { return one.bytes == nullptr; });
+        if (free != blocks.end()) {
+            return std::exchange(*free, block);
+        }
         next = (next + 1) % blocks.size();
         return std::exchange(blocks[next], block);
     }
@@ -72,7 +77,7 @@ private:
 
     Mutex mutex;
     std::array<SecretBuffer::Block, kMostSpares> blocks ZEF_GUARDED_BY(mutex);
-    size_t next ZEF_GUARDED_BY(mutex) = 0;  // in the place of the oldest
+    size_t next ZEF_GUARDED_BY(mutex) = 0;  // the place that was taken last when all were
 };
 
 void Release(const SecretBuffer::Block &block)
@@ -81,7 +86,8 @@ void Release(const SecretBuffer::Block &block)
         return;
     }
     sodium_memzero(block.bytes, block.size);
-    const SecretBuffer::Block leaves = block.isLocked ? SpareBlocks::Instance().Keep(block) : block;
+    const bool isWorthKeeping = block.isLocked && block.size > 0;
+    const SecretBuffer::Block leaves = isWorthKeeping ? SpareBlocks::Instance().Keep(block) : block;
     sodium_free(leaves.bytes);
     ForgetTraces();
 }

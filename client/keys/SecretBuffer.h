@@ -14,15 +14,16 @@ namespace zef {
 // owns the secret says so to the operator.
 //
 // A few wiped blocks stay locked for the next buffers of their size: making one takes a dozen system calls, most of which
-// interrupt all processors that the process runs on.
+// interrupt all processors that the process runs on. Until such a block is given back, nobody notices who wrote in front of
+// it. Buffers may be made and destroyed on any thread; one buffer belongs to one thread at a time.
 class SecretBuffer {
 public:
     SecretBuffer() = default;
 
-    // All zero. Throws std::bad_alloc.
+    // All zero. Throws std::bad_alloc, and KeyError when libsodium cannot be used.
     explicit SecretBuffer(size_t size);
 
-    // A copy of these bytes.
+    // A copy of these bytes. Throws as the other.
     SecretBuffer(const void *bytes, size_t size);
 
     SecretBuffer(SecretBuffer &&other) noexcept;

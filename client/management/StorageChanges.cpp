@@ -138,6 +138,15 @@ void EndLinks(const std::vector<IpPair> pairs)
     }
 }
 
+// The library is not going to ask for links to these addresses, or with another user: what was begun for that ends.
+template <class Addresses>
+void EndExpectations(const Addresses &addresses)
+{
+    for (const std::string &array : addresses) {
+        IpGateway::Instance().Expect(array, {});
+    }
+}
+
 std::vector<IpPair> PairsTowards(const ZefStorage &storage, const std::vector<std::string> &addresses)
 {
     std::vector<IpPair> pairs;
@@ -215,6 +224,7 @@ std::string DeleteStorage(const std::string &name)
     const ZefStorage storage = Existing(name);
     RequireDone(ZefStorageManager::DeleteStorage(name), "delete it");
     EndLinks(storage.GetIpParis());
+    EndExpectations(storage.GetIpList());
     ForgetProbes({storage.GetIpList().begin(), storage.GetIpList().end()});
     return fmt::format("{} is deleted; {}", name, LinksEnd(storage.GetIpParis().size()));
 }
@@ -252,6 +262,7 @@ std::string DeleteAddresses(const std::string &name, const std::vector<std::stri
     ZefStorageManager::DeleteStorageIpPairs(name, list);
     const std::vector<IpPair> pairs = PairsTowards(storage, addresses);
     EndLinks(pairs);
+    EndExpectations(addresses);
     ForgetProbes(addresses);
     return fmt::format("{} has {} less; {}", name, Addresses(addresses.size()), LinksEnd(pairs.size()));
 }
@@ -287,10 +298,11 @@ void RequireLastPair(const std::string &name, const std::string &pair)
 
 std::string SetUser(const std::string &name, const std::string &user, const std::string &sealed)
 {
-    (void)Existing(name);
+    const ZefStorage &storage = Existing(name);
     RequireUser(user);
     RequireSealed(sealed);
     RequireDone(ZefStorageManager::UpdateStorageUser(name, user, sealed), "change the user");
+    EndExpectations(storage.GetIpList());
     return fmt::format("{} logs in as {} from now on; links that are up stay", name, user);
 }
 

@@ -1,8 +1,11 @@
 #include "management/StorageChanges.h"
 
 #include "RegistryTest.h"
+#include "gateway/IpGateway.h"
 
 #include <gtest/gtest.h>
+
+#include <algorithm>
 
 namespace zef {
 namespace {
@@ -11,6 +14,59 @@ class StorageChangesTest : public RegistryTest {
 protected:
     static const std::vector<ZefStorage> &All() { return ZefStorageManager::GetStorageAll(); }
 };
+
+// Whether the gateway has a link to this array address.
+bool HasLinkTo(const std::string &array)
+{
+    const std::vector<LinkState> links = IpGateway::Instance().Links();
+    return std::any_of(links.begin(), links.end(), [&](const LinkState &link) { return link.array == array; });
+}
+
+int GiveCredential(const char *, const char *, OrnCredential *credential)
+{
+    credential->user[0] = credential->password[0] = 'x';
+    credential->user[1] = credential->password[1] = '\0';
+    return 0;
+}
+
+// A link to 127.0.0.12 that was begun because the library is about to ask for it.
+class BegunLinkTest : public StorageChangesTest {
+protected:
+    BegunLinkTest()
+    {
+        GatewayOptions options;
+        options.arrayPort = kClosedPort;
+        options.initiatorName = "iqn.2026-11.example.zef:test";
+        IpGateway::Instance().Start(options, nullptr);
+        (void)AddWithPairs();
+        IpGateway::Instance().Expect("127.0.0.12", {"127.0.0.1"});
+        OrnLinkRequest request = {"127.0.0.1", "127.0.0.11", GiveCredential, 0, 4};
+        EXPECT_EQ(IpGateway::Instance().CreateLink(request), -1);
+        EXPECT_TRUE(HasLinkTo("127.0.0.12"));
+    }
+
+    ~BegunLinkTest() override { IpGateway::Instance().Close(); }
+};
+
+TEST_F(BegunLinkTest, EndsWithItsStorageObject)
+{
+    (void)DeleteStorage("array-1");
+    EXPECT_FALSE(HasLinkTo("127.0.0.12"));
+}
+
+TEST_F(BegunLinkTest, EndsWithItsAddress)
+{
+    (void)DeleteAddresses("array-1", {"127.0.0.12"});
+    EXPECT_FALSE(HasLinkTo("127.0.0.12"));
+    EXPECT_TRUE(HasLinkTo("127.0.0.11"));
+}
+
+TEST_F(BegunLinkTest, EndsWithTheUserThatItLogsInAs)
+{
+    (void)SetUser("array-1", "another", sealed);
+    EXPECT_FALSE(HasLinkTo("127.0.0.12"));
+    EXPECT_TRUE(HasLinkTo("127.0.0.11"));
+}
 
 TEST_F(StorageChangesTest, AddsAStorageObject)
 {
