@@ -60,3 +60,13 @@ else()
   target_compile_options(zef_build_options INTERFACE
     $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE> $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2>)
 endif()
+
+# zef_precompiled_headers(name HEADERS headers... LINK libraries...): headers that targets with the same options take with
+# target_precompile_headers(TARGET REUSE_FROM name).
+function(zef_precompiled_headers name)
+  cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "HEADERS;LINK")
+  file(GENERATE OUTPUT ${CMAKE_CURRENT_BINARY_DIR}/headers.cpp CONTENT "// The headers alone.\n")
+  add_library(${name} OBJECT ${CMAKE_CURRENT_BINARY_DIR}/headers.cpp)
+  target_link_libraries(${name} PRIVATE ${arg_LINK})
+  target_precompile_headers(${name} PRIVATE ${arg_HEADERS})
+endfunction()

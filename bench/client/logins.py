@@ -37,26 +37,16 @@ class Starts:
     def __init__(self, arena, programs):
         self._arena = arena
         self._client = programs.client
-        self._bare = programs.bare
-        self._loaded = programs.loaded
-        self._needed = programs.needed
+        self._programs = {"": programs.bare, "needed": programs.needed, "all": programs.loaded}
         self._stopwatch = programs.stopwatch
         self.sleeps = None
 
     def client(self, count, *options):
         return self._time(count, count, f'{self._client} run {" ".join(options)}')
 
-    def bare(self, form, addresses):
-        return self._log_in(self._bare, form, addresses)
-
-    def needed(self, form, addresses):
-        return self._log_in(self._needed, form, addresses)
-
-    def loaded(self, form, addresses):
-        return self._log_in(self._loaded, form, addresses)
-
-    def _log_in(self, program, form, addresses):
-        command = f'{program} {form} "$user" "$password" {TARGET} {LUN} {" ".join(addresses)}'
+    def bare(self, form, addresses, libraries=""):
+        """libraries: which ones are loaded besides, the "needed" or "all" of the client's."""
+        command = f'{self._programs[libraries]} {form} "$user" "$password" {TARGET} {LUN} {" ".join(addresses)}'
         return self._time(len(addresses), 0 if form == "login" else len(addresses), command)
 
     def _time(self, count, names, command):
@@ -97,9 +87,9 @@ def measure_logins(programs, samples):
             interleaved(programs.rounds, {
                 (case, OURS): lambda: starts.client(pairs),
                 (case, BARE): lambda: starts.bare("asked", portals),
-                (case, BARE_NEEDED): lambda: starts.needed("asked", portals),
-                (case, BARE_LOADED): lambda: starts.loaded("asked", portals),
-                (case, BARE_PROBED): lambda: starts.loaded("probed", portals),
+                (case, BARE_NEEDED): lambda: starts.bare("asked", portals, "needed"),
+                (case, BARE_LOADED): lambda: starts.bare("asked", portals, "all"),
+                (case, BARE_PROBED): lambda: starts.bare("probed", portals, "all"),
                 (told, OURS): lambda: starts.client(pairs, "--target", TARGET),
                 (told, LUN_TOLD): lambda: starts.bare("known", portals),
                 (told, LOGIN_ALONE): lambda: starts.bare("login", portals),

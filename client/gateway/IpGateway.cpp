@@ -167,16 +167,14 @@ bool IpGateway::BringUp(const OrnLinkRequest &request, IscsiLoop &running)
     if (entry.state.phase == LinkPhase::Up) {
         return true;
     }
-    IscsiLoop::ConnectCommand command;
-    command.initiator = Initiator();
-    command.pair = {entry.id, request.localAddr, request.storageAddr, request.credentialCb};
+    IscsiLoop::ConnectCommand command =
+        NewConnect({entry.id, request.localAddr, request.storageAddr, request.credentialCb});
     if (!isBegun && !IsTrying(entry.state.phase)) {
         command.credential =
             Credential::Ask(request.credentialCb, command.pair.local, command.pair.array, command.cause);
     }
     const bool begins = command.credential != nullptr;
-    const auto ticket = std::make_shared<LoginTicket>();
-    command.ticket = ticket;
+    const std::shared_ptr<LoginTicket> ticket = command.ticket;
     const auto deadline = std::chrono::steady_clock::now() + LongestLogin();
     running.Post(std::move(command));
     if (begins) {
@@ -210,17 +208,26 @@ void IpGateway::BeginExpected(OrnCredentialCb credentialCb, IscsiLoop &running)
 {
     for (const ExpectedLinks::Pair &pair : expected.TakeWaiting()) {
         const auto &[local, array] = pair;
-        IscsiLoop::ConnectCommand command;
-        command.credential = Credential::Ask(credentialCb, local, array, command.cause);
-        if (command.credential == nullptr || table.Find(local, array)) {
+        std::string ignored;
+        std::unique_ptr<Credential> credential = Credential::Ask(credentialCb, local, array, ignored);
+        if (credential == nullptr || table.Find(local, array)) {
             continue;
         }
-        command.initiator = Initiator();
-        command.pair = {table.Join(local, array).id, local, array, credentialCb};
-        command.ticket = std::make_shared<LoginTicket>();  // nobody waits
+        IscsiLoop::ConnectCommand command = NewConnect({table.Join(local, array).id, local, array, credentialCb});
+        command.credential = std::move(credential);
         expected.Begun(pair);
         running.Post(std::move(command));
     }
+}
+
+// Without a credential; for whoever waits there is the ticket.
+IscsiLoop::ConnectCommand IpGateway::NewConnect(const IscsiLink::Pair &pair) const
+{
+    IscsiLoop::ConnectCommand command;
+    command.pair = pair;
+    command.initiator = Initiator();
+    command.ticket = std::make_shared<LoginTicket>();
+    return command;
 }
 
 std::chrono::milliseconds IpGateway::LongestLogin() const

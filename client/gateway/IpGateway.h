@@ -5,6 +5,7 @@
 #include "common/Mutex.h"
 #include "gateway/ExpectedLinks.h"
 #include "gateway/GatewayOptions.h"
+#include "gateway/IscsiLink.h"
 #include "gateway/IscsiLoop.h"
 #include "gateway/LinkState.h"
 #include "gateway/LinkTable.h"
@@ -95,6 +96,7 @@ private:
     bool IsWanted(const std::string &local, const std::string &array) const;
     std::string Refusal(const OrnLinkRequest &request) const;
     bool BringUp(const OrnLinkRequest &request, IscsiLoop &loop);
+    IscsiLoop::ConnectCommand NewConnect(const IscsiLink::Pair &pair) const;
     void BeginExpected(OrnCredentialCb credentialCb, IscsiLoop &loop);
 
     LinkTable table;

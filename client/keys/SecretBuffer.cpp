@@ -55,20 +55,19 @@ public:
         const auto found = std::find_if(blocks.begin(), blocks.end(), [size](const SecretBuffer::Block &one) {
             return one.bytes != nullptr && one.size == size;
         });
-        return found == blocks.end() ? SecretBuffer::Block() : std::exchange(*found, SecretBuffer::Block());
+        if (found == blocks.end()) {
+            return {};
+        }
+        std::rotate(blocks.begin(), found, found + 1);
+        return std::exchange(blocks.front(), SecretBuffer::Block());
     }
 
     // Returns the block that has to go for it, if any.
     SecretBuffer::Block Keep(const SecretBuffer::Block &block)
     {
         const MutexLock lock(mutex);
-        const auto free = std::find_if(blocks.begin(), blocks.end(),
-                                       [](const SecretBuffer::Block &one) { return one.bytes == nullptr; });
-        if (free != blocks.end()) {
-            return std::exchange(*free, block);
-        }
-        next = (next + 1) % blocks.size();
-        return std::exchange(blocks[next], block);
+        std::rotate(blocks.begin(), blocks.begin() + 1, blocks.end());
+        return std::exchange(blocks.back(), block);
     }
 
 private:
@@ -76,8 +75,8 @@ private:
     static constexpr size_t kMostSpares = 4;
 
     Mutex mutex;
+    // Empty places first, then the blocks from the oldest to the latest.
     std::array<SecretBuffer::Block, kMostSpares> blocks ZEF_GUARDED_BY(mutex);
-    size_t next ZEF_GUARDED_BY(mutex) = 0;  // the place that was taken last when all were
 };
 
 void Release(const SecretBuffer::Block &block)

@@ -156,8 +156,9 @@ std::vector<IpPair> PairsTowards(const ZefStorage &storage, const std::vector<st
     return pairs;
 }
 
-void ForgetProbes(const std::vector<std::string> &addresses)
+void ForgetAddresses(const std::vector<std::string> &addresses)
 {
+    EndExpectations(addresses);
     StaleSteps::Instance().NoteAddresses(addresses);
     for (const std::string &address : addresses) {
         ForgetProbe(address);
@@ -224,8 +225,7 @@ std::string DeleteStorage(const std::string &name)
     const ZefStorage storage = Existing(name);
     RequireDone(ZefStorageManager::DeleteStorage(name), "delete it");
     EndLinks(storage.GetIpParis());
-    EndExpectations(storage.GetIpList());
-    ForgetProbes({storage.GetIpList().begin(), storage.GetIpList().end()});
+    ForgetAddresses({storage.GetIpList().begin(), storage.GetIpList().end()});
     return fmt::format("{} is deleted; {}", name, LinksEnd(storage.GetIpParis().size()));
 }
 
@@ -262,8 +262,7 @@ std::string DeleteAddresses(const std::string &name, const std::vector<std::stri
     ZefStorageManager::DeleteStorageIpPairs(name, list);
     const std::vector<IpPair> pairs = PairsTowards(storage, addresses);
     EndLinks(pairs);
-    EndExpectations(addresses);
-    ForgetProbes(addresses);
+    ForgetAddresses(addresses);
     return fmt::format("{} has {} less; {}", name, Addresses(addresses.size()), LinksEnd(pairs.size()));
 }
 
@@ -279,7 +278,7 @@ std::string DeletePair(const std::string &name, const std::string &pair)
     if (storage.GetIpList().count(parsed.second) != 0) {
         return fmt::format("the link {} ends", pair);
     }
-    ForgetProbes({parsed.second});
+    ForgetAddresses({parsed.second});
     return fmt::format("the link {} ends; it was the last one to {}, which is no address of {} any more", pair,
                        parsed.second, name);
 }
